@@ -1,0 +1,55 @@
+// The exported string constants: immutable texts that live as long as the
+// module, with external linkage and no namespace.
+#include "KLXConstants.h"
+
+const char* const KLX_STR_ENV_VAR_PATH = "PATH";
+const char* const KLX_STR_ENV_VAR_KLCOREHOME = "KLCOREHOME";
+const char* const KLX_STR_ENV_VAR_KLATHOME = "KLATHOME";
+const char* const KLX_STR_ENV_VAR_KLATHOME_DOS = "KLATHOME_DOS";
+const char* const KLX_STR_ENV_VAR_KLGCCHOME = "KLGCCHOME";
+const char* const KLX_STR_ENV_VAR_KLLIBHOME = "KLLIBHOME";
+const char* const KLX_STR_ENV_VAR_KLTOOLS = "KLTOOLS";
+const char* const KLX_STR_ENV_VAR_SGT_DIR = "SGT_DIR";
+const char* const KLX_STR_ENV_VAR_SYSTEMROOT = "SYSTEMROOT";
+const char* const KLX_STR_WSYNC_NAME_MSVC6 = ".dsp";
+const char* const KLX_STR_WSYNC_NAME_MSVC71 = " .vcproj";
+const char* const KLX_STR_WSYNC_NAME_MSVC70 = "_2002.vcproj";
+const char* const KLX_STR_COMP_NAME_ARM = "arm";
+const char* const KLX_STR_COMP_NAME_GCC = "gcc";
+const char* const KLX_STR_COMP_DISPLAY_NAME_ARM = "ARM Compiler";
+const char* const KLX_STR_COMP_DISPLAY_NAME_GCC = "GCC Compiler";
+const char* const KLX_STR_MEM_NAME_A = "16";
+const char* const KLX_STR_MEM_NAME_B = "32";
+const char* const KLX_STR_MEM_NAME_B_Z93 = "32W";
+const char* const KLX_STR_MEM_DISPLAY_NAME_A = "A Memory";
+const char* const KLX_STR_MEM_DISPLAY_NAME_B = "B Memory";
+const char* const KLX_STR_MEM_DISPLAY_NAME_B_Z93 = "B Memory (Z93)";
+const char* const KLX_STR_REG_PATH_CVL_SETTINGS = "Software\\Keldmar\\Corvale Settings";
+const char* const KLX_STR_REG_PATH_CYGWIN_ROOT = "Software\\Cygnus Solutions\\Cygwin\\mounts v2\\/";
+const char* const KLX_STR_REG_KEY_CYGWIN_NATIVE = "native";
+const char* const KLX_STR_REG_KEY_CVL_SETTINGS_COMPILER = "compiler";
+const char* const KLX_STR_REG_KEY_CVL_SETTINGS_MEMORY = "memory";
+const char* const KLX_STR_REG_KEY_CVL_SETTINGS_WRKSYNC = "wrksync";
+const char* const KLX_STR_REG_KEY_CVL_SETTINGS_ADDONS_BACKUP = "addons_backup";
+const char* const KLX_STR_REG_KEY_CVL_SETTINGS_CORESW = "coresw";
+const char* const KLX_STR_FILE_NAME_AUTOEXEC = "autoexec.bat";
+const char* const KLX_STR_FILE_NAME_KLENV = "klenv.bat";
+const char* const KLX_STR_PATH_NAME_TGTGEN = "TgtGen";
+const char* const KLX_STR_PATH_NAME_KLGEN = "KlGen";
+const char* const KLX_STR_PATH_NAME_ADDONS = "Add-ons";
+const char* const KLX_STR_PATH_NAME_CYGDRIVE = "/cygdrive/";
+const char* const KLX_STR_BATCH_SET = "SET ";
+const char* const KLX_STR_BATCH_REM = "REM ";
+const char* const KLX_STR_BATCH_CALL = "CALL ";
+const char* const KLX_STR_EXT_EXE = ".exe";
+const char* const KLX_STR_CR = "\r";
+const char* const KLX_STR_LF = "\n";
+const char* const KLX_STR_BACKSLASH = "\\";
+const char* const KLX_STR_SLASH = "/";
+const char* const KLX_STR_LESS = "-";
+const char* const KLX_STR_EQUAL = "=";
+const char* const KLX_STR_SEMICOLON = ";";
+const char* const KLX_STR_SPACE = " ";
+const char* const KLX_STR_YES = "yes";
+const char* const KLX_STR_NO = "no";
+const char* const KLX_STR_EMPTY = "";
