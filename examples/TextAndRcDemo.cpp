@@ -49,7 +49,8 @@ int main(int argc, char* argv[]) {
     std::string batchPath = "C:\\autoexec.bat";
     {
         KLXTextFile batch(batchPath, KLX_TEXT_FILE_BATCH, 1);
-        std::string lines[] = {"@ECHO OFF", "SET PATH=C:\\WINDOWS;C:\\OldTools\\bin;C:\\cygwin\\bin",
+        std::string lines[] = {"@ECHO OFF",
+                               "SET PATH=C:\\WINDOWS;C:\\OldTools\\bin;C:\\cygwin\\bin",
                                "SET KLLIBHOME=C:\\Corvale\\lib"};
         for (std::string& line : lines)
             batch.writeln(line);

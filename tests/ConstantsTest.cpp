@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -35,13 +36,17 @@ TEST(Constants, EveryTextIsExact) {
         {"KLX_STR_MEM_DISPLAY_NAME_A", KLX_STR_MEM_DISPLAY_NAME_A, "A Memory"},
         {"KLX_STR_MEM_DISPLAY_NAME_B", KLX_STR_MEM_DISPLAY_NAME_B, "B Memory"},
         {"KLX_STR_MEM_DISPLAY_NAME_B_Z93", KLX_STR_MEM_DISPLAY_NAME_B_Z93, "B Memory (Z93)"},
-        {"KLX_STR_REG_PATH_CVL_SETTINGS", KLX_STR_REG_PATH_CVL_SETTINGS, "Software\\Keldmar\\Corvale Settings"},
-        {"KLX_STR_REG_PATH_CYGWIN_ROOT", KLX_STR_REG_PATH_CYGWIN_ROOT, "Software\\Cygnus Solutions\\Cygwin\\mounts v2\\/"},
+        {"KLX_STR_REG_PATH_CVL_SETTINGS", KLX_STR_REG_PATH_CVL_SETTINGS,
+         "Software\\Keldmar\\Corvale Settings"},
+        {"KLX_STR_REG_PATH_CYGWIN_ROOT", KLX_STR_REG_PATH_CYGWIN_ROOT,
+         "Software\\Cygnus Solutions\\Cygwin\\mounts v2\\/"},
         {"KLX_STR_REG_KEY_CYGWIN_NATIVE", KLX_STR_REG_KEY_CYGWIN_NATIVE, "native"},
-        {"KLX_STR_REG_KEY_CVL_SETTINGS_COMPILER", KLX_STR_REG_KEY_CVL_SETTINGS_COMPILER, "compiler"},
+        {"KLX_STR_REG_KEY_CVL_SETTINGS_COMPILER", KLX_STR_REG_KEY_CVL_SETTINGS_COMPILER,
+         "compiler"},
         {"KLX_STR_REG_KEY_CVL_SETTINGS_MEMORY", KLX_STR_REG_KEY_CVL_SETTINGS_MEMORY, "memory"},
         {"KLX_STR_REG_KEY_CVL_SETTINGS_WRKSYNC", KLX_STR_REG_KEY_CVL_SETTINGS_WRKSYNC, "wrksync"},
-        {"KLX_STR_REG_KEY_CVL_SETTINGS_ADDONS_BACKUP", KLX_STR_REG_KEY_CVL_SETTINGS_ADDONS_BACKUP, "addons_backup"},
+        {"KLX_STR_REG_KEY_CVL_SETTINGS_ADDONS_BACKUP", KLX_STR_REG_KEY_CVL_SETTINGS_ADDONS_BACKUP,
+         "addons_backup"},
         {"KLX_STR_REG_KEY_CVL_SETTINGS_CORESW", KLX_STR_REG_KEY_CVL_SETTINGS_CORESW, "coresw"},
         {"KLX_STR_FILE_NAME_AUTOEXEC", KLX_STR_FILE_NAME_AUTOEXEC, "autoexec.bat"},
         {"KLX_STR_FILE_NAME_KLENV", KLX_STR_FILE_NAME_KLENV, "klenv.bat"},
@@ -74,4 +79,28 @@ TEST(Constants, EveryTextIsExact) {
     EXPECT_EQ(std::string(KLX_STR_BATCH_REM).back(), ' ');
     EXPECT_EQ(std::string(KLX_STR_BATCH_CALL).back(), ' ');
     EXPECT_EQ(std::strlen(KLX_STR_EMPTY), 0u);
+}
+
+TEST(Constants, Win32StandInsHaveWindowsValues) {
+    // The registry roots, sign-extended as on 64-bit Windows.
+    EXPECT_EQ(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(HKEY_CLASSES_ROOT)),
+              0x80000000u);
+    EXPECT_EQ(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(HKEY_CURRENT_USER)),
+              0x80000001u);
+    EXPECT_EQ(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(HKEY_LOCAL_MACHINE)),
+              0x80000002u);
+    EXPECT_EQ(reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE), -1);
+    EXPECT_EQ(sizeof(DWORD), 4u);
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, 2);
+    EXPECT_EQ(ERROR_PATH_NOT_FOUND, 3);
+    EXPECT_EQ(ERROR_ACCESS_DENIED, 5);
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, 32);
+    // The enumerations' values.
+    EXPECT_EQ(KLX_APP_CMD, 24);
+    EXPECT_EQ(KLX_APP_WIZARD, 9);
+    EXPECT_EQ(KLX_OS_9X, 2);
+    EXPECT_EQ(KLX_TEXT_FILE_MAC, 3);
+    EXPECT_EQ(KLX_PATH_ENV_SLASHES_NO_NET_DRIVE, 5);
+    EXPECT_EQ(CVL_ELEMENT_ECLIPSE, 6);
+    EXPECT_EQ(sizeof(KLXAppType_e), sizeof(int));
 }

@@ -16,8 +16,8 @@ using klxtest::writeBytes;
 
 // Reaches the protected splitting and joining.
 struct TextProbe : KLXTextFile {
-    using KLXTextFile::KLXTextFile;
     using KLXTextFile::findNextLineBreak;
+    using KLXTextFile::KLXTextFile;
     using KLXTextFile::mCommentPrefix;
     using KLXTextFile::mFullFileBuffer;
     using KLXTextFile::mLineBreak;
@@ -73,7 +73,9 @@ TEST(TextFile, SplitsAndJoinsBuffersAndFindsBreaks) {
     std::string text = "ab\r\ncd\ref\ngh";
     EXPECT_EQ(file.findNextLineBreak(text, found, 0), 2u);
     EXPECT_EQ(found, "\r\n");
-    EXPECT_EQ(file.findNextLineBreak(text, found, 3), 6u);
+    EXPECT_EQ(file.findNextLineBreak(text, found, 3), 3u);
+    EXPECT_EQ(found, "\n");
+    EXPECT_EQ(file.findNextLineBreak(text, found, 4), 6u);
     EXPECT_EQ(found, "\r");
     EXPECT_EQ(file.findNextLineBreak(text, found, 7), 9u);
     EXPECT_EQ(found, "\n");

@@ -2,9 +2,13 @@
 
 #include "platform/Platform.h"
 
-void KLXStdio::out(std::string& text) { klx::platform::writeStdout(text); }
+void KLXStdio::out(std::string& text) {
+    klx::platform::writeStdout(text);
+}
 
-void KLXStdio::outln(std::string& text) { klx::platform::writeStdoutLine(text); }
+void KLXStdio::outln(std::string& text) {
+    klx::platform::writeStdoutLine(text);
+}
 
 int KLXStdio::write(std::string& text) {
     out(text);

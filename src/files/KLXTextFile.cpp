@@ -18,7 +18,7 @@ public:
     LineBreakScanner(std::string_view text, const std::string* const* breaks)
         : mText(text), mBreaks(breaks) {
         for (int k = 0; k < kBreakCount; ++k)
-            mNext[k] = 0;
+            mKnown[k] = false;
     }
 
     // The earliest break at or after `from`; on equal positions the earlier
@@ -30,8 +30,10 @@ public:
             const std::string& lineBreak = *mBreaks[k];
             if (lineBreak.empty())
                 continue;
-            if (mNext[k] != std::string_view::npos && mNext[k] < from)
+            if (!mKnown[k] || (mNext[k] != std::string_view::npos && mNext[k] < from)) {
                 mNext[k] = mText.find(lineBreak, from);
+                mKnown[k] = true;
+            }
             if (mNext[k] < best) {
                 best = mNext[k];
                 *found = &lineBreak;
@@ -46,6 +48,7 @@ private:
     std::string_view mText;
     const std::string* const* mBreaks;
     std::size_t mNext[kBreakCount];
+    bool mKnown[kBreakCount];
 };
 
 // Where getLine points for an index outside the lines: a scratch string, so
@@ -97,7 +100,7 @@ KLXTextFile::KLXTextFile(std::string& path, KLXTextFileType_e type, int mode)
 
 int KLXTextFile::getLinesCount() {
     return mLines.size() > static_cast<std::size_t>(INT_MAX) ? INT_MAX
-                                                              : static_cast<int>(mLines.size());
+                                                             : static_cast<int>(mLines.size());
 }
 
 std::string& KLXTextFile::getLine(int index) {
@@ -119,7 +122,9 @@ void KLXTextFile::replaceLine(int index, std::string& text) {
         mLines[index] = text;
 }
 
-void KLXTextFile::addLine(std::string& text) { mLines.push_back(text); }
+void KLXTextFile::addLine(std::string& text) {
+    mLines.push_back(text);
+}
 
 void KLXTextFile::insertLine(int index, std::string& text) {
     if (index >= 0 && static_cast<std::size_t>(index) < mLines.size())
@@ -191,8 +196,8 @@ void KLXTextFile::splitLines(const char* text, std::size_t length) {
     // without any, the carriage returns) before splitting.
     std::size_t breaks = 0;
     for (char wanted : {'\n', '\r'}) {
-        for (const char* p = text; (p = static_cast<const char*>(
-                                        std::memchr(p, wanted, length - (p - text)))) != nullptr;
+        for (const char* p = text;
+             (p = static_cast<const char*>(std::memchr(p, wanted, length - (p - text)))) != nullptr;
              ++p)
             ++breaks;
         if (breaks != 0)

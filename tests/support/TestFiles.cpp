@@ -11,9 +11,13 @@ std::filesystem::path gRoot;
 int gFreshCount = 0;
 } // namespace
 
-const std::filesystem::path& testRoot() { return gRoot; }
+const std::filesystem::path& testRoot() {
+    return gRoot;
+}
 
-void setTestRoot(const std::filesystem::path& root) { gRoot = root; }
+void setTestRoot(const std::filesystem::path& root) {
+    gRoot = root;
+}
 
 std::filesystem::path freshDir(const std::string& name) {
     std::filesystem::path dir = gRoot / "work" / (name + "-" + std::to_string(++gFreshCount));

@@ -11,7 +11,9 @@ namespace platform {
 namespace {
 
 // Letter case folding of the C locale: only 'A' to 'Z' have a lower case.
-inline int foldAscii(unsigned char c) { return (c >= 'A' && c <= 'Z') ? c + ('a' - 'A') : c; }
+inline int foldAscii(unsigned char c) {
+    return (c >= 'A' && c <= 'Z') ? c + ('a' - 'A') : c;
+}
 
 inline bool isCSpace(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
@@ -51,9 +53,13 @@ int parseInt(const char* text) {
     return value > INT_MAX ? INT_MAX : static_cast<int>(value);
 }
 
-void writeStdout(const std::string& text) { std::cout << text; }
+void writeStdout(const std::string& text) {
+    std::cout << text;
+}
 
-void writeStdoutLine(const std::string& text) { std::cout << text << std::endl; }
+void writeStdoutLine(const std::string& text) {
+    std::cout << text << std::endl;
+}
 
 } // namespace platform
 } // namespace klx
