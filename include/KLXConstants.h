@@ -136,9 +136,12 @@ extern KLX_API const char* const KLX_STR_YES;
 extern KLX_API const char* const KLX_STR_NO;
 extern KLX_API const char* const KLX_STR_EMPTY;
 
+// The enumerations have the width of an int, and every int value is a valid
+// value of them: a value outside the members names nothing.
+
 // The tool and directory paths that the system services resolve and cache.
 // A value of 25 or more names no path.
-enum KLXAppType_e {
+enum KLXAppType_e : int {
     KLX_APP_MSVC6_DIR = 0,
     KLX_APP_MSVC6_BIN_DIR,
     KLX_APP_MSVC6_EXE,
@@ -167,10 +170,10 @@ enum KLXAppType_e {
 };
 
 // The Windows family the system services report.
-enum KLXOsType_e { KLX_OS_UNKNOWN = 0, KLX_OS_NT = 1, KLX_OS_9X = 2 };
+enum KLXOsType_e : int { KLX_OS_UNKNOWN = 0, KLX_OS_NT = 1, KLX_OS_9X = 2 };
 
 // Line break written and comment prefix of a text file.
-enum KLXTextFileType_e {
+enum KLXTextFileType_e : int {
     KLX_TEXT_FILE_WIN = 0,
     KLX_TEXT_FILE_BATCH = 1,
     KLX_TEXT_FILE_UNX = 2,
@@ -178,7 +181,7 @@ enum KLXTextFileType_e {
 };
 
 // The form in which a path element writes its value.
-enum KLXPathEnvFormat_e {
+enum KLXPathEnvFormat_e : int {
     KLX_PATH_ENV_AUTO = 0,
     KLX_PATH_ENV_WIN = 1,
     KLX_PATH_ENV_SLASHES = 2,
@@ -189,7 +192,7 @@ enum KLXPathEnvFormat_e {
 
 // The seven selectable path elements of the SDK settings object, in the
 // order in which it keeps them.
-enum CvlSelectElement_e {
+enum CvlSelectElement_e : int {
     CVL_ELEMENT_OS_DEFAULT = 0,
     CVL_ELEMENT_FW_DEFAULT = 1,
     CVL_ELEMENT_PLUGINS = 2,

@@ -13,7 +13,7 @@ public:
     // accepts "\r\n", "\n" and "\r" alike; the type fixes the line break that
     // is written and the comment prefix.
     KLXTextFile(std::string& path, KLXTextFileType_e type, int mode);
-    ~KLXTextFile() {}
+    ~KLXTextFile();
 
     int getLinesCount();
     // The line itself; the index must lie from 0 to count - 1.

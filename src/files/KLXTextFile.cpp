@@ -2,6 +2,8 @@
 
 #include "KLXStrProcess.h"
 
+#include "platform/Platform.h"
+
 #include <climits>
 #include <cstring>
 #include <memory>
@@ -59,6 +61,9 @@ std::string& outOfRangeLine() {
     return scratch;
 }
 
+// How much of a text is looked at to guess its number of lines.
+const std::size_t kDensitySample = 256 * 1024;
+
 } // namespace
 
 KLXTextFile::KLXTextFile(std::string& path, KLXTextFileType_e type, int mode)
@@ -96,6 +101,13 @@ KLXTextFile::KLXTextFile(std::string& path, KLXTextFileType_e type, int mode)
     }
 
     splitLines(buffer.get(), length);
+}
+
+KLXTextFile::~KLXTextFile() {
+    // Last line first: most allocators take back memory freed in the reverse
+    // order of its allocation most cheaply.
+    while (!mLines.empty())
+        mLines.pop_back();
 }
 
 int KLXTextFile::getLinesCount() {
@@ -147,10 +159,61 @@ std::string& KLXTextFile::getFullFileBuffer(bool withLineBreaks) {
 }
 
 int KLXTextFile::write() {
-    std::string text;
-    joinLines(text, mLineBreak, true);
-    unsigned long count = text.size();
-    return KLXFile::write(0, &count, text.data());
+    // The lines go to the file through a buffer of moderate size rather than
+    // one joined copy of the whole text: the bytes written and the file's
+    // fate on failure are those of one KLXFile::write at offset 0.
+    if (mHandle == INVALID_HANDLE_VALUE)
+        return -1;
+    std::size_t total = 0;
+    for (const std::string& line : mLines)
+        total += line.size() + mLineBreak.size();
+    if (!mLines.empty())
+        total -= mLineBreak.size();
+    // Nothing is written for zero bytes, nor for more than one write can take.
+    if (total == 0 || total > 0xFFFFFFFFul)
+        return -1;
+
+    klx::platform::SizeResult before = klx::platform::fileSize(mHandle);
+    if (before.error != 0)
+        return -1;
+
+    const std::size_t kChunkSize = 512 * 1024;
+    std::string chunk;
+    chunk.reserve((total < kChunkSize ? total : kChunkSize) + mLineBreak.size());
+    std::uint64_t offset = 0;
+    auto put = [&](const char* data, std::size_t size) {
+        klx::platform::IoResult result = klx::platform::writeFileAt(mHandle, offset, data, size);
+        offset += result.done;
+        return result.error == 0;
+    };
+    auto flush = [&] {
+        bool written = chunk.empty() || put(chunk.data(), chunk.size());
+        chunk.clear();
+        return written;
+    };
+
+    bool written = true;
+    for (std::size_t i = 0; written && i < mLines.size(); ++i) {
+        const std::string& line = mLines[i];
+        if (chunk.size() + line.size() <= kChunkSize)
+            chunk += line;
+        else
+            written = flush() && put(line.data(), line.size());
+        if (i + 1 < mLines.size())
+            chunk += mLineBreak;
+        if (written && chunk.size() >= kChunkSize)
+            written = flush();
+    }
+    written = written && flush();
+
+    if (!written) {
+        // The file keeps the length it had.
+        klx::platform::setFileLength(mHandle, before.size);
+        return -1;
+    }
+    // A shorter rewrite leaves no tail of the old content.
+    klx::platform::setEndOfFile(mHandle);
+    return 0;
 }
 
 int KLXTextFile::write(std::string& text) {
@@ -192,18 +255,18 @@ void KLXTextFile::splitLines(const char* text, std::size_t length) {
     if (length == 0)
         return;
 
-    // One allocation for the vector: count the line feeds (or, in a file
-    // without any, the carriage returns) before splitting.
+    // Size the vector once, from the line density of the text's beginning.
+    const std::size_t sample = length < kDensitySample ? length : kDensitySample;
     std::size_t breaks = 0;
     for (char wanted : {'\n', '\r'}) {
         for (const char* p = text;
-             (p = static_cast<const char*>(std::memchr(p, wanted, length - (p - text)))) != nullptr;
+             (p = static_cast<const char*>(std::memchr(p, wanted, sample - (p - text)))) != nullptr;
              ++p)
             ++breaks;
         if (breaks != 0)
             break;
     }
-    mLines.reserve(breaks + 1);
+    mLines.reserve(breaks == 0 ? 1 : length / sample * breaks + breaks + 1);
 
     const std::string* lineBreaks[] = {&mLineBreakWin, &mLineBreakUnx, &mLineBreakMac};
     LineBreakScanner scanner(std::string_view(text, length), lineBreaks);

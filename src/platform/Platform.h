@@ -63,6 +63,8 @@ IoResult readFileAt(HANDLE handle, std::uint64_t offset, void* buffer, std::size
 IoResult writeFileAt(HANDLE handle, std::uint64_t offset, const void* buffer, std::size_t count);
 // Cuts the file at the current position.
 DWORD setEndOfFile(HANDLE handle);
+// Cuts or extends the file to `length` bytes.
+DWORD setFileLength(HANDLE handle, std::uint64_t length);
 
 // ---- C runtime ---------------------------------------------------------------
 

@@ -293,6 +293,19 @@ IoResult writeFileAt(HANDLE handle, std::uint64_t offset, const void* buffer, st
     return IoResult{done, ERROR_SUCCESS};
 }
 
+DWORD setFileLength(HANDLE handle, std::uint64_t length) {
+    int fd = toDescriptor(handle);
+    if (fd < 0)
+        return ERROR_INVALID_HANDLE;
+    if (length > static_cast<std::uint64_t>(INT64_MAX))
+        return ERROR_FILE_TOO_LARGE;
+    int result;
+    do {
+        result = ::ftruncate(fd, static_cast<off_t>(length));
+    } while (result != 0 && errno == EINTR);
+    return result == 0 ? ERROR_SUCCESS : win32Error(errno);
+}
+
 DWORD setEndOfFile(HANDLE handle) {
     int fd = toDescriptor(handle);
     if (fd < 0)
