@@ -45,7 +45,16 @@ protected:
     unsigned int findNextLineBreak(std::string& buffer, std::string& foundBreak,
                                    unsigned int start);
 
+    // Reads the whole file into mLines; false when it cannot be read.
+    bool readLines();
+    // Replaces mLines by the lines of the text.
     void splitLines(const char* text, std::size_t length);
+    // Appends the lines of `text` whose line break is settled, searching for
+    // breaks from `searchFrom`; with `final` every break is. Returns where the
+    // first line not taken begins.
+    std::size_t takeLines(const char* text, std::size_t length, std::size_t searchFrom, bool final);
+    std::size_t longestLineBreak() const;
+    void appendLine(const char* text, std::size_t length);
     void joinLines(std::string& buffer, const std::string& separator, bool cutLastSeparator) const;
 
     std::vector<std::string> mLines;

@@ -6,7 +6,6 @@
 
 #include <climits>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
 namespace {
@@ -61,9 +60,6 @@ std::string& outOfRangeLine() {
     return scratch;
 }
 
-// How much of a text is looked at to guess its number of lines.
-const std::size_t kDensitySample = 256 * 1024;
-
 } // namespace
 
 KLXTextFile::KLXTextFile(std::string& path, KLXTextFileType_e type, int mode)
@@ -74,13 +70,8 @@ KLXTextFile::KLXTextFile(std::string& path, KLXTextFileType_e type, int mode)
         mLineBreakMac = KLX_STR_CR;
     }
 
-    unsigned long size = 0;
-    std::unique_ptr<char[]> buffer(read(-1, &size));
-    if (!buffer)
+    if (!readLines())
         return;
-    // The text ends at its first NUL byte.
-    const void* nul = std::memchr(buffer.get(), '\0', size);
-    std::size_t length = nul ? static_cast<const char*>(nul) - buffer.get() : size;
 
     switch (type) {
     case KLX_TEXT_FILE_WIN:
@@ -99,8 +90,6 @@ KLXTextFile::KLXTextFile(std::string& path, KLXTextFileType_e type, int mode)
     default:
         break;
     }
-
-    splitLines(buffer.get(), length);
 }
 
 KLXTextFile::~KLXTextFile() {
@@ -250,38 +239,111 @@ unsigned int KLXTextFile::findNextLineBreak(std::string& buffer, std::string& fo
     return static_cast<unsigned int>(position);
 }
 
+bool KLXTextFile::readLines() {
+    // Reads what read(-1) reads (the file's length at opening, from the
+    // current position) a chunk at a time and splits it on the way, so that
+    // no copy of the whole file is made. The text ends at its first NUL.
+    if (mHandle == INVALID_HANDLE_VALUE)
+        return false;
+    const std::size_t kChunkSize = 256 * 1024;
+    const std::size_t breakLength = longestLineBreak();
+    std::string pending; // the text from the start of the first line not taken
+    std::size_t searchFrom = 0;
+    std::size_t remaining = mSize;
+    std::uint64_t textLength = 0;
+    bool textEnded = false;
+    bool reserved = false;
+    while (remaining > 0) {
+        const std::size_t wanted = remaining < kChunkSize ? remaining : kChunkSize;
+        const std::size_t kept = pending.size();
+        pending.resize(kept + wanted);
+        klx::platform::IoResult result = klx::platform::readFile(mHandle, &pending[kept], wanted);
+        if (result.error != 0) {
+            mLines.clear();
+            return false;
+        }
+        remaining -= result.done;
+        std::size_t got = result.done;
+        if (textEnded) {
+            got = 0; // read on only to see the whole file read
+        } else if (const void* nul = std::memchr(&pending[kept], '\0', got)) {
+            got = static_cast<const char*>(nul) - &pending[kept];
+            textEnded = true;
+        }
+        pending.resize(kept + got);
+        textLength += got;
+
+        std::size_t taken = takeLines(pending.data(), pending.size(), searchFrom, false);
+        pending.erase(0, taken);
+        // No break begins before the last few bytes of what is left.
+        searchFrom = pending.size() >= breakLength ? pending.size() - breakLength + 1 : 0;
+
+        if (!reserved && !mLines.empty()) {
+            // Size the vector once, from the line density of the first chunk.
+            const double linesPerByte = double(mLines.size()) / double(textLength);
+            mLines.reserve(mLines.size() + std::size_t(linesPerByte * double(remaining) * 1.05) +
+                           16);
+            reserved = true;
+        }
+        if (result.done < wanted)
+            break; // the end of the file came first
+    }
+    if (textLength > 0) {
+        std::size_t taken = takeLines(pending.data(), pending.size(), searchFrom, true);
+        // What follows the last break is the last line, empty when the text
+        // ends with a break: writing it back restores that break.
+        appendLine(pending.data() + taken, pending.size() - taken);
+    }
+    return true;
+}
+
 void KLXTextFile::splitLines(const char* text, std::size_t length) {
     mLines.clear();
     if (length == 0)
         return;
+    std::size_t taken = takeLines(text, length, 0, true);
+    appendLine(text + taken, length - taken);
+}
 
-    // Size the vector once, from the line density of the text's beginning.
-    const std::size_t sample = length < kDensitySample ? length : kDensitySample;
-    std::size_t breaks = 0;
-    for (char wanted : {'\n', '\r'}) {
-        for (const char* p = text;
-             (p = static_cast<const char*>(std::memchr(p, wanted, sample - (p - text)))) != nullptr;
-             ++p)
-            ++breaks;
-        if (breaks != 0)
-            break;
+void KLXTextFile::appendLine(const char* text, std::size_t length) {
+    // A line that the allocator would free expensively gets the capacity it
+    // frees cheaply, when that at most doubles the line's memory: a large
+    // file's lines are all freed at once.
+    static const std::size_t bulkCapacity = klx::platform::bulkFreeStringCapacity();
+    if (length * 2 >= bulkCapacity && length < bulkCapacity) {
+        mLines.emplace_back();
+        mLines.back().reserve(bulkCapacity);
+        mLines.back().assign(text, length);
+    } else {
+        mLines.emplace_back(text, length);
     }
-    mLines.reserve(breaks == 0 ? 1 : length / sample * breaks + breaks + 1);
+}
 
+std::size_t KLXTextFile::takeLines(const char* text, std::size_t length, std::size_t searchFrom,
+                                   bool final) {
+    // A break is settled once every break that could begin at its position
+    // lies wholly inside the text: "\r" at the very end of a chunk may be the
+    // first half of "\r\n".
+    const std::size_t breakLength = longestLineBreak();
     const std::string* lineBreaks[] = {&mLineBreakWin, &mLineBreakUnx, &mLineBreakMac};
     LineBreakScanner scanner(std::string_view(text, length), lineBreaks);
-    std::size_t position = 0;
+    std::size_t lineStart = 0;
+    std::size_t from = searchFrom;
     for (;;) {
         const std::string* found = nullptr;
-        std::size_t next = scanner.next(position, &found);
-        if (next == std::string_view::npos)
-            break;
-        mLines.emplace_back(text + position, next - position);
-        position = next + found->size();
+        std::size_t next = scanner.next(from, &found);
+        if (next == std::string_view::npos || (!final && next + breakLength > length))
+            return lineStart;
+        appendLine(text + lineStart, next - lineStart);
+        lineStart = from = next + found->size();
     }
-    // What follows the last break is the last line, empty when the text ends
-    // with a break: writing it back restores that break.
-    mLines.emplace_back(text + position, length - position);
+}
+
+std::size_t KLXTextFile::longestLineBreak() const {
+    std::size_t longest = 1;
+    for (const std::string* lineBreak : {&mLineBreakWin, &mLineBreakUnx, &mLineBreakMac})
+        longest = lineBreak->size() > longest ? lineBreak->size() : longest;
+    return longest;
 }
 
 void KLXTextFile::joinLines(std::string& buffer, const std::string& separator,

@@ -66,6 +66,15 @@ DWORD setEndOfFile(HANDLE handle);
 // Cuts or extends the file to `length` bytes.
 DWORD setFileLength(HANDLE handle, std::uint64_t length);
 
+// ---- Memory ----------------------------------------------------------------
+
+// The smallest string capacity that the C library's allocator frees cheaply
+// in bulk, or 0 when every size is. glibc keeps small blocks in "fast bins"
+// that it later merges one by one, which makes dropping a million short
+// strings cost more than making them; a block just above that range is
+// merged with its neighbours as it is freed.
+std::size_t bulkFreeStringCapacity();
+
 // ---- C runtime ---------------------------------------------------------------
 
 // _strnicmp in the C locale: compares at most `count` bytes, ASCII letters

@@ -21,6 +21,16 @@ inline bool isCSpace(char c) {
 
 } // namespace
 
+std::size_t bulkFreeStringCapacity() {
+#if defined(__GLIBC__)
+    // Fast bins hold blocks of up to 128 bytes, header included; a capacity
+    // of 120 plus the terminating NUL needs a block of 144.
+    return 120;
+#else
+    return 0;
+#endif
+}
+
 int compareNoCase(const char* left, const char* right, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         int a = foldAscii(static_cast<unsigned char>(left[i]));
