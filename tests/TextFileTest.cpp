@@ -299,3 +299,46 @@ TEST(TextFile, LongLinesAndManyLinesRoundTrip) {
         expected += std::to_string(i) + "\n";
     EXPECT_EQ(readBytes(path), expected);
 }
+
+TEST(TextFile, ReadingInPiecesSplitsAsTheWholeBufferDoes) {
+    // Files are read a piece at a time; breaks and lines that straddle the
+    // pieces must come out as if the whole text were split at once.
+    const std::size_t piece = 256 * 1024;
+    std::vector<std::string> contents;
+    std::string crlfAcross(piece - 1, 'a');
+    crlfAcross += "\r\nb";
+    contents.push_back(crlfAcross); // "\r" ends a piece, "\n" begins the next
+    std::string crAtEnd(piece - 1, 'a');
+    crAtEnd += "\r";
+    contents.push_back(crAtEnd); // a final Mac break exactly at a piece's end
+    std::string crThenCr(piece - 1, 'a');
+    crThenCr += "\r\rz";
+    contents.push_back(crThenCr);
+    contents.push_back(std::string(3 * piece + 17, 'x')); // one line longer than a piece
+    std::string mixed;
+    for (int i = 0; mixed.size() < 2 * piece + 5; ++i)
+        mixed += std::string(i % 97, 'm') + (i % 3 == 0 ? "\r\n" : i % 3 == 1 ? "\n" : "\r");
+    contents.push_back(mixed);
+    std::string nulLater = mixed;
+    nulLater[piece + 3] = '\0'; // the text ends in the second piece
+    contents.push_back(nulLater);
+
+    for (const std::string& content : contents) {
+        std::string path = fileWith(content);
+        TextProbe file(path, KLX_TEXT_FILE_UNX, 0);
+        std::string text(content.c_str()); // up to the first NUL
+        TextProbe reference(path, KLX_TEXT_FILE_UNX, 2);
+        reference.updateLineStringVector(true, text, false);
+        EXPECT_EQ(file.mLines, reference.mLines) << "content of " << content.size() << " bytes";
+        if (content.find('\0') == std::string::npos) {
+            file.write();
+            std::string expected = content;
+            for (std::size_t at = 0; (at = expected.find('\r', at)) != std::string::npos;)
+                if (expected.compare(at, 2, "\r\n") == 0)
+                    expected.erase(at, 1);
+                else
+                    expected[at++] = '\n';
+            EXPECT_EQ(readBytes(path), expected);
+        }
+    }
+}
