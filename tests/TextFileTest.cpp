@@ -281,25 +281,6 @@ TEST(TextFile, UnreadableFileBehavesAsEmptyAndWritesNowhere) {
     EXPECT_EQ(readBytes(path), "keep\n");
 }
 
-TEST(TextFile, LongLinesAndManyLinesRoundTrip) {
-    std::string longLine(1 << 20, 'x');
-    std::string content = longLine + "\n";
-    for (int i = 0; i < 10000; ++i)
-        content += std::to_string(i) + (i % 3 == 0 ? "\r\n" : "\n");
-    std::string path = fileWith(content);
-    {
-        KLXTextFile file(path, KLX_TEXT_FILE_UNX, 0);
-        EXPECT_EQ(file.getLinesCount(), 10002);
-        EXPECT_EQ(file.getLine(0).size(), longLine.size());
-        EXPECT_EQ(file.getLine(10000), "9999");
-        file.write();
-    }
-    std::string expected = longLine + "\n";
-    for (int i = 0; i < 10000; ++i)
-        expected += std::to_string(i) + "\n";
-    EXPECT_EQ(readBytes(path), expected);
-}
-
 TEST(TextFile, ReadingInPiecesSplitsAsTheWholeBufferDoes) {
     // Files are read a piece at a time; breaks and lines that straddle the
     // pieces must come out as if the whole text were split at once.
