@@ -64,6 +64,7 @@ typedef HKEY__* HKEY;
 #define ERROR_INVALID_NAME 123L
 #define ERROR_NEGATIVE_SEEK 131L
 #define ERROR_DIR_NOT_EMPTY 145L
+#define ERROR_BAD_PATHNAME 161L
 #define ERROR_BUSY 170L
 #define ERROR_ALREADY_EXISTS 183L
 #define ERROR_BAD_EXE_FORMAT 193L
@@ -78,9 +79,18 @@ typedef HKEY__* HKEY;
 #define ERROR_CANTREAD 1012L
 #define ERROR_CANTWRITE 1013L
 #define ERROR_REGISTRY_CORRUPT 1015L
+#define ERROR_KEY_DELETED 1018L
 #define ERROR_IO_DEVICE 1117L
 #define ERROR_TIMEOUT 1460L
 #define ERROR_CANT_RESOLVE_FILENAME 1921L
+
+// Registry value types.
+#define REG_NONE 0
+#define REG_SZ 1
+#define REG_EXPAND_SZ 2
+#define REG_BINARY 3
+#define REG_DWORD 4
+#define REG_MULTI_SZ 7
 #endif
 
 // String constants shared by the library and its client tools.

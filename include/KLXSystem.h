@@ -16,7 +16,22 @@ public:
     // Number of entries of the tool location table, one per KLXAppType_e.
     static constexpr int mAppPathCount = 25;
 
+    // The Windows family, asked for once and then cached; KLX_OS_NT or
+    // KLX_OS_9X, never KLX_OS_UNKNOWN.
+    static KLXOsType_e getOsType();
+    // The root of the drive that holds the Windows directory, such as "C:\".
+    static std::string& getSystemDrive();
+    // The Windows directory without a trailing backslash, such as
+    // "C:\WINDOWS".
+    static std::string& getSystemRoot();
+    // The profile directory of the user who runs the process; "" when it
+    // cannot be determined (asked again at the next call).
+    static std::string& getUserProfileDir();
+
 protected:
+    // Reads the Windows directory into mWindowsDirectory and mSystemDrive.
+    static void updateSystemData();
+
     // Module-wide caches; an empty string means not computed yet.
     static KLXOsType_e mOsType;
     static std::string mSystemDrive;

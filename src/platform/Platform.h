@@ -87,6 +87,115 @@ int parseInt(const char* text);
 void writeStdout(const std::string& text);
 void writeStdoutLine(const std::string& text);
 
+// ---- Directory search ------------------------------------------------------
+
+// The attribute bit of a directory (_A_SUBDIR).
+constexpr unsigned kAttributeDirectory = 0x10u;
+
+struct DirectoryEntry {
+    std::string name;    // the name in its directory, as the file system spells it
+    unsigned attributes; // kAttributeDirectory for a directory, else 0
+};
+
+// One search of _findfirst, _findnext and _findclose. The pattern is a path in
+// Windows, Cygwin or host form whose last name may hold "*" and "?"; they match
+// as on Windows, without regard to ASCII letter case ("*.*" also matches names
+// without a dot, "*" matches "." and ".."). A last name without wildcards
+// names one entry. Entries come in the order of the host's listing; a
+// symbolic link to a directory is a directory. The search closes itself.
+class DirectorySearch {
+public:
+    // Opens the search and takes its first entry.
+    explicit DirectorySearch(const std::string& pattern);
+    ~DirectorySearch();
+    DirectorySearch(DirectorySearch&& other) noexcept;
+    DirectorySearch& operator=(DirectorySearch&& other) noexcept;
+    DirectorySearch(const DirectorySearch&) = delete;
+    DirectorySearch& operator=(const DirectorySearch&) = delete;
+
+    // True while entry() holds an entry.
+    bool found() const { return mError == 0; }
+    const DirectoryEntry& entry() const { return mEntry; }
+    // Takes the next entry; false when there is none left.
+    bool next();
+    // 0 while there is an entry; ERROR_FILE_NOT_FOUND or ERROR_PATH_NOT_FOUND
+    // (or another code) when the search found nothing, ERROR_NO_MORE_FILES
+    // after the last entry.
+    DWORD error() const { return mError; }
+
+private:
+    struct State;
+    State* mState; // owned open listing; null for a single name and at the end
+    DirectoryEntry mEntry;
+    DWORD mError;
+};
+
+// ---- System facts and environment ------------------------------------------
+
+// GetVersion: the version word; bit 31 is set on the Windows 95/98/ME family.
+DWORD versionWord();
+
+struct SystemTextResult {
+    std::string text;
+    DWORD error; // 0 on success; text is then not empty
+};
+
+// GetWindowsDirectoryA: the Windows directory, without a trailing backslash.
+SystemTextResult windowsDirectory();
+// The profile directory of the user who runs this process
+// (GetUserProfileDirectoryA on the process's access token).
+SystemTextResult userProfileDirectory();
+
+struct EnvironmentValue {
+    bool defined; // false when the process has no such variable
+    std::string value;
+};
+
+// GetEnvironmentVariableA / SetEnvironmentVariableA on the process environment,
+// read in full whatever the length. A name that is empty or holds "=" names
+// no variable.
+EnvironmentValue getEnvironmentVariable(const std::string& name);
+DWORD setEnvironmentVariable(const std::string& name, const std::string& value);
+
+// ---- Registry ----------------------------------------------------------------
+
+// Keys and values with the Win32 registry's rules: HKEY_CLASSES_ROOT,
+// HKEY_CURRENT_USER and HKEY_LOCAL_MACHINE are separate trees; a key path is
+// names separated by backslashes; key names and value names compare without
+// regard to ASCII letter case and keep the case they were first written with;
+// "" names a key's default value. Names and paths count up to their first
+// NUL, as the Win32 calls read them. Every write is all-or-nothing and seen by
+// every process of the user as soon as it returns. A key handle is opaque: it
+// is only ever passed back to these functions.
+
+struct RegistryKeyResult {
+    HKEY key;    // null on failure
+    DWORD error; // 0 on success
+};
+
+// RegCreateKeyExA with KEY_READ | KEY_WRITE: opens the key `path` below
+// `parent` (a predefined root or an open key), creating it and its missing
+// parents. Empty names (doubled or trailing backslashes) are skipped; a path
+// that starts with a backslash is refused (ERROR_BAD_PATHNAME), and so are
+// Windows' limits: names of more than 255 characters, more than 512 levels
+// (ERROR_INVALID_PARAMETER). A store that cannot be opened or written gives
+// no key.
+RegistryKeyResult createRegistryKey(HKEY parent, const std::string& path);
+// RegOpenKeyExA(key, ""): another handle to the same key, closed on its own.
+RegistryKeyResult duplicateRegistryKey(HKEY key);
+// RegCloseKey. Null and the predefined roots are ignored.
+void closeRegistryKey(HKEY key);
+
+// RegQueryValueExA with a buffer that grows to fit: `data` receives every byte
+// of the value as it was stored (a string's terminating NUL included) and
+// `type` its type (REG_SZ, REG_EXPAND_SZ, ...). ERROR_FILE_NOT_FOUND when the
+// key has no such value; `data` is empty after any failure.
+DWORD queryRegistryValue(HKEY key, const std::string& name, std::string& data, DWORD& type);
+// RegSetValueExA: stores `size` bytes as the value `name` of type `type`,
+// replacing the value's data and type but keeping the case of its name.
+DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void* data,
+                       std::size_t size);
+
 } // namespace platform
 } // namespace klx
 

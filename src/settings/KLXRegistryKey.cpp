@@ -1,0 +1,62 @@
+// KlxCore: one open registry key, with its string values read and written
+// by name.
+#include "KLXRegistryKey.h"
+
+#include "platform/Platform.h"
+
+#include <utility>
+
+KLXRegistryKey::KLXRegistryKey(HKEY root, std::string& path)
+    : mKey(klx::platform::createRegistryKey(root, path).key) {}
+
+KLXRegistryKey::KLXRegistryKey(const KLXRegistryKey& other)
+    : mKey(other.mKey != nullptr ? klx::platform::duplicateRegistryKey(other.mKey).key : nullptr),
+      mValues(other.mValues) {}
+
+KLXRegistryKey& KLXRegistryKey::operator=(const KLXRegistryKey& other) {
+    if (this == &other)
+        return *this;
+    // Copy first, so that running out of memory leaves this object as it was.
+    std::vector<std::string> values(other.mValues);
+    HKEY key =
+        other.mKey != nullptr ? klx::platform::duplicateRegistryKey(other.mKey).key : nullptr;
+    klx::platform::closeRegistryKey(mKey);
+    mKey = key;
+    mValues = std::move(values);
+    return *this;
+}
+
+KLXRegistryKey::~KLXRegistryKey() {
+    klx::platform::closeRegistryKey(mKey);
+}
+
+void KLXRegistryKey::getValue(std::string& name, std::string& output) {
+    output.clear();
+    if (mKey == nullptr)
+        return;
+    // The value is read in full, however long: a long "PATH" that came back
+    // cut short or empty would be written back without its old content.
+    DWORD type = 0;
+    if (klx::platform::queryRegistryValue(mKey, name, output, type) != 0) {
+        output.clear();
+        return;
+    }
+    // The text ends at its first NUL, whatever the value's type.
+    std::string::size_type end = output.find('\0');
+    if (end != std::string::npos)
+        output.resize(end);
+}
+
+std::string& KLXRegistryKey::retValue(std::string& name) {
+    // Every value read is kept until the key is destroyed; the reference is
+    // to the newest, and growing the list may move the older ones.
+    mValues.emplace_back();
+    getValue(name, mValues.back());
+    return mValues.back();
+}
+
+void KLXRegistryKey::setValue(std::string& name, std::string& value) {
+    if (mKey == nullptr)
+        return;
+    klx::platform::setRegistryValue(mKey, name, REG_SZ, value.c_str(), value.size() + 1);
+}
