@@ -6,6 +6,14 @@
 
 #include <utility>
 
+namespace {
+
+// Values read through retValue that stay addressable: the newest always, a
+// few before it while there is room.
+const std::size_t kKeptValues = 16;
+
+} // namespace
+
 KLXRegistryKey::KLXRegistryKey(HKEY root, std::string& path)
     : mKey(klx::platform::createRegistryKey(root, path).key) {}
 
@@ -48,8 +56,10 @@ void KLXRegistryKey::getValue(std::string& name, std::string& output) {
 }
 
 std::string& KLXRegistryKey::retValue(std::string& name) {
-    // Every value read is kept until the key is destroyed; the reference is
-    // to the newest, and growing the list may move the older ones.
+    // Only the newest value has to stay addressable; keeping every value
+    // ever read would make a long-lived key grow without bound.
+    if (mValues.size() >= kKeptValues)
+        mValues.erase(mValues.begin(), mValues.end() - 1);
     mValues.emplace_back();
     getValue(name, mValues.back());
     return mValues.back();
