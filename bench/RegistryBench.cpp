@@ -4,6 +4,8 @@
 // transaction per write.
 #include "KLXRegistryKey.h"
 
+#include "BenchHome.h"
+
 #include <benchmark/benchmark.h>
 
 #include <sqlite3.h>
@@ -15,20 +17,6 @@
 #include <string>
 
 namespace {
-
-// A throwaway home for the run, so that the library never touches the user's.
-const std::filesystem::path& benchDir() {
-    static const std::filesystem::path dir = [] {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "klx-bench-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            std::abort();
-        setenv("HOME", pattern.c_str(), 1);
-        setenv("KLX_PREFIX", (pattern + "/prefix").c_str(), 1);
-        return std::filesystem::path(pattern);
-    }();
-    return dir;
-}
 
 std::string makeValue(std::size_t size) {
     std::string value;
@@ -180,7 +168,6 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     gDirect.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(benchDir(), ignored);
+    removeBenchDir();
     return 0;
 }

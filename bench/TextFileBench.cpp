@@ -4,6 +4,8 @@
 #include "KLXStrProcess.h"
 #include "KLXTextFile.h"
 
+#include "BenchHome.h"
+
 #include <benchmark/benchmark.h>
 
 #include <fcntl.h>
@@ -21,20 +23,6 @@
 namespace {
 
 constexpr std::size_t kFileSize = 50u << 20;
-
-// A throwaway home for the run, so that the library never touches the user's.
-const std::filesystem::path& benchDir() {
-    static const std::filesystem::path dir = [] {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "klx-bench-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            std::abort();
-        setenv("HOME", pattern.c_str(), 1);
-        setenv("KLX_PREFIX", (pattern + "/prefix").c_str(), 1);
-        return std::filesystem::path(pattern);
-    }();
-    return dir;
-}
 
 // Lines of 10 to 130 characters, like a large configuration or log file,
 // with a marker line in the middle for the edit to find.
@@ -131,7 +119,6 @@ int main(int argc, char** argv) {
     benchDir();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    std::error_code ignored;
-    std::filesystem::remove_all(benchDir(), ignored);
+    removeBenchDir();
     return 0;
 }
