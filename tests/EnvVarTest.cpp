@@ -8,299 +8,183 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using Entry = std::vector<std::string>;
+using Record = std::vector<Entry>;
 
-const char* const kEnvironmentKey =
-    "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+const KLXOsType_e kFamilies[] = {KLX_OS_NT, KLX_OS_9X};
 
 struct Family : KLXSystem {
     using KLXSystem::mOsType;
 };
 
-struct EnvProbe : KLXEnvVar {
-    using KLXEnvVar::KLXEnvVar;
+// Runs the calls on one variable, as the library's callers do with lvalues:
+// "=V" sets V, "!V" sets V with force, "+X" adds X, "-Y" removes Y and
+// "*P>Q" replaces P by Q.
+struct Var : KLXEnvVar {
     using KLXEnvVar::mModifiedVarsList;
     using KLXEnvVar::updateModifiedVarList;
-};
-
-std::vector<Entry>& recorded() {
-    return EnvProbe::mModifiedVarsList;
-}
-
-// The value as the machine environment key of the registry holds it.
-std::string registryValue(const std::string& name) {
-    std::string path = kEnvironmentKey;
-    std::string valueName = name;
-    KLXRegistryKey key(HKEY_LOCAL_MACHINE, path);
-    return key.retValue(valueName);
-}
-
-void setRegistryValue(const std::string& name, const std::string& value) {
-    std::string path = kEnvironmentKey;
-    std::string valueName = name;
-    std::string text = value;
-    KLXRegistryKey key(HKEY_LOCAL_MACHINE, path);
-    key.setValue(valueName, text);
-}
-
-// The process environment; "<undefined>" for a variable that is not set.
-std::string processValue(const std::string& name) {
-    const char* value = std::getenv(name.c_str());
-    return value == nullptr ? "<undefined>" : value;
-}
-
-// Builds a variable with its strings as the library's callers pass them.
-struct Var {
-    Var(const std::string& name, const std::string& separator)
-        : mName(name), mSeparator(separator), mVar(mName, mSeparator) {}
-    std::string mName;
-    std::string mSeparator;
-    EnvProbe mVar;
-
-    std::string& value() { return mVar.getValue(); }
-    void set(std::string value, bool force = false) { mVar.setValue(value, force); }
-    void add(std::string item) { mVar.addToList(item); }
-    void remove(std::string pattern) { mVar.removeTemplate(pattern); }
-    void replace(std::string pattern, std::string replacement) {
-        mVar.replaceTemplate(pattern, replacement);
+    Var(std::string name, std::string separator) : KLXEnvVar(name, separator) {}
+    void run(const Entry& calls) {
+        for (const std::string& call : calls) {
+            std::string arg = call.substr(1), with = arg.substr(arg.find('>') + 1);
+            if (call[0] == '=' || call[0] == '!')
+                setValue(arg, call[0] == '!');
+            else if (call[0] == '+')
+                addToList(arg);
+            else if (call[0] == '-')
+                removeTemplate(arg);
+            else
+                replaceTemplate(arg.erase(arg.find('>')), with);
+        }
     }
 };
 
-// Tests that hold on either family: the family is switched through the
-// cached static, and each test starts with an empty record of changes.
-class EnvVarFamily : public ::testing::TestWithParam<KLXOsType_e> {
-protected:
-    void SetUp() override {
-        Family::mOsType = GetParam();
-        recorded().clear();
-    }
-    void TearDown() override { recorded().clear(); }
+Record& recorded = Var::mModifiedVarsList;
 
-    bool nt() const { return GetParam() == KLX_OS_NT; }
+// Switches the cached family and starts an empty record of changes.
+std::string useFamily(KLXOsType_e family) {
+    Family::mOsType = family;
+    recorded.clear();
+    return family == KLX_OS_NT ? "NT" : "9x";
+}
 
-    // Where this family keeps the environment.
-    void store(const std::string& name, const std::string& value) {
-        if (nt())
-            setRegistryValue(name, value);
-        else
-            setenv(name.c_str(), value.c_str(), 1);
-    }
-    std::string stored(const std::string& name) {
-        return nt() ? registryValue(name) : processValue(name);
-    }
-};
-
-std::string familyName(const ::testing::TestParamInfo<KLXOsType_e>& info) {
-    return info.param == KLX_OS_NT ? "NT" : "Win9x";
+// A variable where the family keeps the environment, the machine environment
+// key on NT and the process environment on 9x, after setting it to `value`
+// when given; "<undefined>" for a process variable that is not set.
+std::string env(KLXOsType_e family, std::string name, const char* value = nullptr) {
+    std::string path = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+    std::string text = value == nullptr ? "" : value;
+    KLXRegistryKey machine(HKEY_LOCAL_MACHINE, path);
+    if (family == KLX_OS_NT && value != nullptr)
+        machine.setValue(name, text);
+    if (family == KLX_OS_NT)
+        return machine.retValue(name);
+    if (value != nullptr)
+        setenv(name.c_str(), value, 1);
+    const char* read = std::getenv(name.c_str());
+    return read == nullptr ? "<undefined>" : read;
 }
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Families, EnvVarFamily, ::testing::Values(KLX_OS_NT, KLX_OS_9X),
-                         familyName);
-
-TEST_P(EnvVarFamily, RecordsEachSequenceOfChanges) {
-    struct Row {
-        const char* start;
-        std::vector<std::vector<std::string>> calls; // {"set"|"add"|"remove"|"replace", args}
-        const char* after;
-        Entry tail; // the entry after name and separator
-    };
-    const Row rows[] = {
-        {"A", {{"set", "V"}}, "V", {"V"}},
-        {"A", {{"add", "X"}}, "A;X", {"A;X", "X"}},
-        {"A;Y", {{"remove", "Y"}}, "A", {"A", "", "Y"}},
-        {"A;Y", {{"add", "X"}, {"remove", "Y"}}, "A;X", {"A;X", "X", "Y"}},
-        {"A;Y", {{"remove", "Y"}, {"add", "X"}}, "A;X", {"A;X", "", "Y", "X"}},
-        {"A", {{"add", "X1"}, {"add", "X2"}}, "A;X1;X2", {"A;X1;X2", "X1", "", "X2"}},
-        {"A;Y1;B;Y2", {{"remove", "Y1"}, {"remove", "Y2"}}, "A;B", {"A;B", "", "Y1", "", "Y2"}},
-        {"A;%P%", {{"replace", "%P%", "Q"}}, "A;Q", {"A;Q"}},
-        // An empty list gains its first item without a separator.
-        {"", {{"add", "X"}}, "X", {"X", "X"}},
-        {"A;Y", {{"remove", "Y"}, {"add", "X"}, {"remove", "A"}}, "X", {"X", "", "Y", "X", "A"}},
-    };
-    int index = 0;
-    for (const Row& row : rows) {
-        recorded().clear();
-        const std::string name = "KLX_TEST_LIST_" + std::to_string(index++);
-        store(name, row.start);
-        Var path(name, ";");
-        ASSERT_EQ(path.value(), row.start);
-        for (const std::vector<std::string>& call : row.calls) {
-            if (call[0] == "set")
-                path.set(call[1]);
-            else if (call[0] == "add")
-                path.add(call[1]);
-            else if (call[0] == "remove")
-                path.remove(call[1]);
-            else
-                path.replace(call[1], call[2]);
-        }
-        Entry expected{name, ";"};
-        expected.insert(expected.end(), row.tail.begin(), row.tail.end());
-        ASSERT_EQ(recorded().size(), 1u) << name;
-        EXPECT_EQ(recorded()[0], expected) << name;
-        EXPECT_EQ(path.value(), row.after) << name;
-        EXPECT_EQ(stored(name), row.after) << name;
-    }
-}
-
-TEST_P(EnvVarFamily, WritesOnlyWhatChanges) {
-    store("KLX_TEST_FORCE", "SAME");
-    Var plain("KLX_TEST_FORCE", "");
-    ASSERT_EQ(plain.value(), "SAME");
-
-    // The unchanged value with force false neither writes nor records;
-    // with force true it writes and makes the entry.
-    store("KLX_TEST_FORCE", "BEHIND");
-    plain.set("SAME");
-    EXPECT_EQ(stored("KLX_TEST_FORCE"), "BEHIND");
-    EXPECT_TRUE(recorded().empty());
-    plain.set("SAME", true);
-    EXPECT_EQ(stored("KLX_TEST_FORCE"), "SAME");
-    EXPECT_EQ(recorded(), (std::vector<Entry>{{"KLX_TEST_FORCE", "", "SAME"}}));
-
-    // List edits that change nothing write and record nothing.
-    recorded().clear();
-    store("KLX_TEST_NOOP", "A;B");
-    Var list("KLX_TEST_NOOP", ";");
-    store("KLX_TEST_NOOP", "BEHIND");
-    list.remove("Z");
-    list.remove("");
-    list.replace("Z", "Q");
-    list.add("");
-    plain.add("X");
-    EXPECT_EQ(list.value(), "A;B");
-    EXPECT_EQ(plain.value(), "SAME");
-    EXPECT_EQ(stored("KLX_TEST_NOOP"), "BEHIND");
-    EXPECT_TRUE(recorded().empty());
-
-    // Letter case of the template does not matter to the removal; the entry
-    // keeps the template as given.
-    list.remove("b");
-    EXPECT_EQ(list.value(), "A");
-    EXPECT_EQ(recorded(), (std::vector<Entry>{{"KLX_TEST_NOOP", ";", "A", "", "b"}}));
-}
-
-TEST_P(EnvVarFamily, EntriesAreFoundByExactName) {
-    // Names that differ in letter case are two entries, even where the store
-    // itself does not tell them apart.
-    store("KlxTestCase", "");
-    store("KLXTESTCASE", "");
-    Var lower("KlxTestCase", ";");
-    Var upper("KLXTESTCASE", ";");
-    lower.set("one");
-    upper.set("two");
-    ASSERT_EQ(recorded().size(), 2u);
-    EXPECT_EQ(recorded()[0], (Entry{"KlxTestCase", ";", "one"}));
-    EXPECT_EQ(recorded()[1], (Entry{"KLXTESTCASE", ";", "two"}));
-
-    // Objects of one name share the entry; it keeps the separator of the
-    // object that made it and follows the latest value.
-    recorded().clear();
-    store("KLX_TEST_SHARED", "");
-    Var first("KLX_TEST_SHARED", ";");
-    Var second("KLX_TEST_SHARED", ",");
-    first.set("A");
-    second.add("B");
-    second.remove("Q");
-    EXPECT_EQ(second.value(), "B");
-    EXPECT_EQ(recorded(), (std::vector<Entry>{{"KLX_TEST_SHARED", ";", "B", "B"}}));
-    first.set("C");
-    EXPECT_EQ(recorded(), (std::vector<Entry>{{"KLX_TEST_SHARED", ";", "C", "B"}}));
-    EXPECT_EQ(stored("KLX_TEST_SHARED"), "C");
-
-    // Entries stand in the order of the variables' first changes.
-    lower.set("three");
-    ASSERT_EQ(recorded().size(), 2u);
-    EXPECT_EQ(recorded()[1], (Entry{"KlxTestCase", ";", "three"}));
-
-    std::string none;
-    EnvProbe::updateModifiedVarList(nullptr, none, none);
-    EXPECT_EQ(recorded().size(), 2u);
-}
-
-TEST_P(EnvVarFamily, LongValuesAreReadAndEditedInFull) {
+TEST(EnvVar, RecordsEachSequenceOfChanges) {
+    // A list far longer than the old 1024-byte read buffer.
     std::string longList;
     for (int i = 0; longList.size() <= 5000; ++i)
         longList += "C:\\tools\\element" + std::to_string(i) + ";";
-    longList += "C:\\old";
-    store("KLX_TEST_LONG", longList);
-
-    Var path("KLX_TEST_LONG", ";");
-    EXPECT_EQ(path.value(), longList);
-    path.add("C:\\new");
-    EXPECT_EQ(stored("KLX_TEST_LONG"), longList + ";C:\\new");
-    path.remove("C:\\old");
-    std::string expected = longList.substr(0, longList.size() - 6) + "C:\\new";
-    EXPECT_EQ(stored("KLX_TEST_LONG"), expected);
-    Var again("KLX_TEST_LONG", ";");
-    EXPECT_EQ(again.value(), expected);
-
-    // Just around the size of the old read buffer.
-    for (std::size_t size : {1022u, 1023u, 1024u, 1025u}) {
-        std::string value(size, 'v');
-        store("KLX_TEST_EDGE", value);
-        Var edge("KLX_TEST_EDGE", "");
-        EXPECT_EQ(edge.value(), value) << size;
+    // Each row: the stored list, then the calls; the entry after name and
+    // separator, which keeps the value after the first change; and the value
+    // after the last call.
+    struct Row {
+        Entry calls;
+        Entry entry;
+        std::string last;
+    };
+    const std::vector<Row> rows = {
+        {{"A", "=V"}, {"V"}, "V"},
+        {{"A", "+X"}, {"A;X", "X"}, "A;X"},
+        {{"A;Y", "-Y"}, {"A", "", "Y"}, "A"},
+        {{"A;Y", "+X", "-Y"}, {"A;Y;X", "X", "Y"}, "A;X"},
+        {{"A;Y", "-Y", "+X"}, {"A", "", "Y", "X"}, "A;X"},
+        {{"A", "+X1", "+X2"}, {"A;X1", "X1", "", "X2"}, "A;X1;X2"},
+        {{"A;Y1;B;Y2", "-Y1", "-Y2"}, {"A;B;Y2", "", "Y1", "", "Y2"}, "A;B"},
+        {{"A;%P%", "*%P%>Q"}, {"A;Q"}, "A;Q"},
+        {{"", "+X"}, {"X", "X"}, "X"}, // no separator before the first item
+        {{"A;Y", "-Y", "+X", "-A"}, {"A", "", "Y", "X", "A"}, "X"},
+        {{longList + "C:\\old", "+C:\\new", "-C:\\old"},
+         {longList + "C:\\old;C:\\new", "C:\\new", "C:\\old"},
+         longList + "C:\\new"},
+    };
+    for (KLXOsType_e family : kFamilies) {
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const std::string name = "KLX_TEST_LIST_" + std::to_string(i);
+            SCOPED_TRACE(name + " " + useFamily(family));
+            const Entry& calls = rows[i].calls;
+            env(family, name, calls[0].c_str());
+            Var path(name, ";");
+            path.run({calls.begin() + 1, calls.end()});
+            Entry expected{name, ";"};
+            expected.insert(expected.end(), rows[i].entry.begin(), rows[i].entry.end());
+            EXPECT_EQ(recorded, Record{expected});
+            EXPECT_EQ(env(family, name), rows[i].last);
+            EXPECT_EQ(path.getValue(), rows[i].last);
+        }
     }
 }
 
-TEST(EnvVarNT, OnlyTheMachineEnvironmentKeyCounts) {
-    Family::mOsType = KLX_OS_NT;
-    recorded().clear();
-
-    // A variable of the process or of the user's environment reads as "".
-    setRegistryValue("KLX_TEST_PROCESS_ONLY", "");
-    setenv("KLX_TEST_PROCESS_ONLY", "process", 1);
-    std::string userPath = "Environment";
-    std::string userName = "KLX_TEST_USER_ONLY";
-    std::string userValue = "user";
-    KLXRegistryKey user(HKEY_CURRENT_USER, userPath);
-    user.setValue(userName, userValue);
-    EXPECT_EQ(Var("KLX_TEST_PROCESS_ONLY", "").value(), "");
-    EXPECT_EQ(Var("KLX_TEST_USER_ONLY", "").value(), "");
-
-    // Writing goes to the registry and leaves the process environment alone.
-    Var variable("KLX_TEST_PROCESS_ONLY", "");
-    variable.set("machine");
-    EXPECT_EQ(registryValue("KLX_TEST_PROCESS_ONLY"), "machine");
-    EXPECT_EQ(processValue("KLX_TEST_PROCESS_ONLY"), "process");
-    EXPECT_EQ(Var("KLX_TEST_PROCESS_ONLY", "").value(), "machine");
-    EXPECT_TRUE(Var("KLX_TEST_MISSING", ";").value().empty());
-    EXPECT_EQ(recorded(), (std::vector<Entry>{{"KLX_TEST_PROCESS_ONLY", "", "machine"}}));
-    recorded().clear();
+TEST(EnvVar, WritesAndRecordsOnlyChangesUnlessForced) {
+    for (KLXOsType_e family : kFamilies) {
+        SCOPED_TRACE(useFamily(family));
+        env(family, "KLX_TEST_FORCE", "SAME");
+        env(family, "KLX_TEST_NOOP", "A;B");
+        Var plain("KLX_TEST_FORCE", "");
+        Var list("KLX_TEST_NOOP", ";");
+        env(family, "KLX_TEST_FORCE", "BEHIND");
+        env(family, "KLX_TEST_NOOP", "BEHIND");
+        // The current value unforced and list edits that change nothing
+        // write and record nothing.
+        plain.run({"=SAME", "+X"});
+        list.run({"-Z", "-", "*Z>Q", "+"});
+        EXPECT_EQ(env(family, "KLX_TEST_FORCE") + env(family, "KLX_TEST_NOOP"), "BEHINDBEHIND");
+        EXPECT_TRUE(recorded.empty());
+        // Force writes the current value; removal ignores letter case and its
+        // entry keeps the template as given.
+        plain.run({"!SAME"});
+        list.run({"-b"});
+        EXPECT_EQ(env(family, "KLX_TEST_FORCE"), "SAME");
+        EXPECT_EQ(recorded,
+                  (Record{{"KLX_TEST_FORCE", "", "SAME"}, {"KLX_TEST_NOOP", ";", "A", "", "b"}}));
+    }
 }
 
-TEST(EnvVar9x, OnlyTheProcessEnvironmentCounts) {
-    Family::mOsType = KLX_OS_9X;
-    recorded().clear();
+TEST(EnvVar, EntriesAreKeptByExactName) {
+    for (KLXOsType_e family : kFamilies) {
+        SCOPED_TRACE(useFamily(family));
+        env(family, "KlxTestCase", "");
+        env(family, "KLXTESTCASE", "");
+        Var lower("KlxTestCase", ";");
+        Var upper("KLXTESTCASE", ";");
+        Var again("KlxTestCase", ",");
+        // Names that differ in letter case are two entries, even where the
+        // store itself does not tell them apart. Objects of one name share
+        // the entry, which keeps the separator and the value of the change that
+        // made it.
+        lower.run({"=A"});
+        upper.run({"=two"});
+        again.run({"+B"});
+        std::string none;
+        Var::updateModifiedVarList(nullptr, none, none);
+        EXPECT_EQ(recorded, (Record{{"KlxTestCase", ";", "A", "B"}, {"KLXTESTCASE", ";", "two"}}));
+    }
+}
 
-    setRegistryValue("KLX_TEST_REGISTRY_ONLY", "registry");
-    EXPECT_EQ(Var("KLX_TEST_REGISTRY_ONLY", "").value(), "");
-    unsetenv("KLX_TEST_UNDEFINED");
-    EXPECT_EQ(Var("KLX_TEST_UNDEFINED", "").value(), "");
-
-    // Writing goes to the process environment and leaves the registry alone.
-    Var variable("KLX_TEST_REGISTRY_ONLY", "");
-    variable.set("process");
-    EXPECT_EQ(processValue("KLX_TEST_REGISTRY_ONLY"), "process");
-    EXPECT_EQ(registryValue("KLX_TEST_REGISTRY_ONLY"), "registry");
-    EXPECT_EQ(Var("KLX_TEST_REGISTRY_ONLY", "").value(), "process");
-
-    // Setting the empty value keeps the variable, empty; a name the process
-    // environment cannot hold still records the change.
-    variable.set("");
-    EXPECT_EQ(processValue("KLX_TEST_REGISTRY_ONLY"), "");
-    Var odd("KLX=ODD", "");
-    odd.set("x");
-    EXPECT_EQ(odd.value(), "x");
-    EXPECT_EQ(processValue("KLX"), "<undefined>");
-    EXPECT_EQ(recorded(),
-              (std::vector<Entry>{{"KLX_TEST_REGISTRY_ONLY", "", ""}, {"KLX=ODD", "", "x"}}));
-    recorded().clear();
+TEST(EnvVar, EachFamilyUsesOnlyItsOwnStore) {
+    // Neither family reads the user's environment key.
+    std::string userPath = "Environment", userName = "KLX_TEST_USER_ONLY", user = "user";
+    KLXRegistryKey(HKEY_CURRENT_USER, userPath).setValue(userName, user);
+    for (KLXOsType_e family : kFamilies) {
+        const std::string name = "KLX_TEST_OWN_" + useFamily(family);
+        SCOPED_TRACE(name);
+        const KLXOsType_e other = family == KLX_OS_NT ? KLX_OS_9X : KLX_OS_NT;
+        env(other, name, "elsewhere");
+        EXPECT_EQ(Var(name, "").getValue(), "");
+        EXPECT_EQ(Var(userName, "").getValue(), "");
+        Var variable(name, "");
+        variable.run({"=mine"});
+        EXPECT_EQ(env(other, name), "elsewhere");
+        EXPECT_EQ(Var(name, "").getValue(), "mine");
+        // The empty value keeps the variable, empty; a name the process
+        // environment cannot hold still records the change.
+        variable.run({"="});
+        EXPECT_EQ(env(family, name), "");
+        Var odd("KLX=ODD", "");
+        odd.run({"=x"});
+        EXPECT_EQ(env(KLX_OS_9X, "KLX"), "<undefined>");
+        EXPECT_EQ(recorded, (Record{{name, "", "mine"}, {"KLX=ODD", "", "x"}}));
+    }
 }

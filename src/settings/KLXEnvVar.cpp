@@ -89,9 +89,8 @@ void KLXEnvVar::updateModifiedVarList(KLXEnvVar* variable, std::string& removed,
             continue;
         if (entry.size() < 3)
             entry.resize(3);
-        // The entry keeps the separator of the object that made it but
-        // follows the value, so that the batch file gets the latest one.
-        entry[2] = variable->mValue;
+        // The entry keeps the separator and the value of the change that
+        // made it; later changes add only their items and templates.
         // From position 3 on the entry holds (added, removed) pairs: an added
         // item goes to an odd position, a removed template to an even one.
         if (!removedText.empty()) {
