@@ -29,6 +29,8 @@ public:
 protected:
     // The named value's text, or "" on any failure.
     void getValue(std::string& name, std::string& output);
+    // The names of every value the key holds; none when it is not open.
+    void getValueNames(std::vector<std::string>& names);
 
     HKEY mKey;
     std::vector<std::string> mValues;

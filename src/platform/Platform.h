@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace klx {
 namespace platform {
@@ -195,6 +196,30 @@ DWORD queryRegistryValue(HKEY key, const std::string& name, std::string& data, D
 // replacing the value's data and type but keeping the case of its name.
 DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void* data,
                        std::size_t size);
+// RegQueryInfoKeyA's value count: how many values the key holds, its default
+// value included when it has one. ERROR_KEY_DELETED for a key that no longer
+// exists; `count` is 0 after any failure.
+DWORD queryRegistryValueCount(HKEY key, DWORD& count);
+// The names of all values the key holds, as RegEnumValueA lists them.
+DWORD enumerateRegistryValueNames(HKEY key, std::vector<std::string>& names);
+
+// ---- Drive type --------------------------------------------------------------
+
+// GetDriveTypeA's results.
+constexpr unsigned kDriveUnknown = 0;
+constexpr unsigned kDriveNoRootDir = 1;
+constexpr unsigned kDriveRemovable = 2;
+constexpr unsigned kDriveFixed = 3;
+constexpr unsigned kDriveRemote = 4;
+constexpr unsigned kDriveCdrom = 5;
+constexpr unsigned kDriveRamdisk = 6;
+
+// GetDriveTypeA on a drive root: "N:", "N:\" or "N:/". kDriveNoRootDir for any
+// other text and for a letter that maps to no existing directory.
+unsigned driveType(const std::string& root);
+// The drive type of a directory that lies on a file system of type `magic`
+// (statfs f_type): network file systems are kDriveRemote.
+unsigned driveTypeOfFileSystem(std::uint32_t magic);
 
 } // namespace platform
 } // namespace klx

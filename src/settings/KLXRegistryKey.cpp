@@ -55,6 +55,12 @@ void KLXRegistryKey::getValue(std::string& name, std::string& output) {
         output.resize(end);
 }
 
+void KLXRegistryKey::getValueNames(std::vector<std::string>& names) {
+    names.clear();
+    if (mKey == nullptr || klx::platform::enumerateRegistryValueNames(mKey, names) != 0)
+        names.clear();
+}
+
 std::string& KLXRegistryKey::retValue(std::string& name) {
     // Only the newest value has to stay addressable; keeping every value
     // ever read would make a long-lived key grow without bound.

@@ -247,5 +247,29 @@ DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void
     return store->setValue(id, valueName, type, data, size);
 }
 
+DWORD enumerateRegistryValueNames(HKEY key, std::vector<std::string>& names) {
+    names.clear();
+    Registry& state = registry();
+    std::lock_guard<std::mutex> lock(state.guard);
+    std::int64_t id = 0;
+    DWORD error = ERROR_SUCCESS;
+    RegistryStore* store = storeOfKey(state, key, id, error);
+    if (store == nullptr)
+        return error;
+    return store->valueNames(id, names);
+}
+
+DWORD queryRegistryValueCount(HKEY key, DWORD& count) {
+    count = 0;
+    Registry& state = registry();
+    std::lock_guard<std::mutex> lock(state.guard);
+    std::int64_t id = 0;
+    DWORD error = ERROR_SUCCESS;
+    RegistryStore* store = storeOfKey(state, key, id, error);
+    if (store == nullptr)
+        return error;
+    return store->countValues(id, count);
+}
+
 } // namespace platform
 } // namespace klx

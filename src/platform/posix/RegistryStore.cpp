@@ -49,6 +49,10 @@ const char* const kStatementText[] = {
     "SELECT type, data FROM reg_values WHERE key_id = ?1 AND name_folded = ?2",
     ("INSERT INTO reg_values(key_id, name, name_folded, type, data) VALUES(?1, ?2, ?3, ?4, ?5)"
      " ON CONFLICT(key_id, name_folded) DO UPDATE SET type = excluded.type, data = excluded.data"),
+    // One read, so that the count and the key's existence agree.
+    ("SELECT (SELECT count(*) FROM reg_values WHERE key_id = ?1),"
+     " EXISTS(SELECT 1 FROM reg_keys WHERE id = ?1)"),
+    "SELECT name FROM reg_values WHERE key_id = ?1 ORDER BY rowid",
 };
 
 DWORD storeError(int code) {
@@ -403,6 +407,45 @@ DWORD RegistryStore::setValue(std::int64_t key, const std::string& name, DWORD t
         step(Rollback);
         return storeError(rc);
     }
+    return ERROR_SUCCESS;
+}
+
+DWORD RegistryStore::valueNames(std::int64_t key, std::vector<std::string>& names) {
+    names.clear();
+    // A deleted key reports so, as every other call does.
+    DWORD count = 0;
+    if (DWORD error = countValues(key, count))
+        return error;
+    sqlite3_stmt* statement = mStatements[ValueNames];
+    Use use(statement);
+    sqlite3_bind_int64(statement, 1, key);
+    int rc;
+    while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
+        const void* bytes = sqlite3_column_blob(statement, 0);
+        int size = sqlite3_column_bytes(statement, 0);
+        names.emplace_back(static_cast<const char*>(bytes),
+                           bytes ? static_cast<std::size_t>(size) : 0);
+    }
+    if (rc != SQLITE_DONE) {
+        names.clear();
+        return storeError(rc);
+    }
+    return ERROR_SUCCESS;
+}
+
+DWORD RegistryStore::countValues(std::int64_t key, DWORD& count) {
+    count = 0;
+    sqlite3_stmt* statement = mStatements[CountValues];
+    Use use(statement);
+    sqlite3_bind_int64(statement, 1, key);
+    int rc = sqlite3_step(statement);
+    if (rc != SQLITE_ROW)
+        return storeError(rc == SQLITE_DONE ? SQLITE_ERROR : rc);
+    if (sqlite3_column_int(statement, 1) == 0)
+        return ERROR_KEY_DELETED;
+    sqlite3_int64 values = sqlite3_column_int64(statement, 0);
+    // RegQueryInfoKeyA counts in a DWORD.
+    count = values > 0xFFFFFFFF ? 0xFFFFFFFFu : static_cast<DWORD>(values);
     return ERROR_SUCCESS;
 }
 

@@ -59,6 +59,9 @@ public:
     DWORD queryValue(std::int64_t key, const std::string& name, std::string& data, DWORD& type);
     DWORD setValue(std::int64_t key, const std::string& name, DWORD type, const void* data,
                    std::size_t size);
+    // The number of values of `key`; ERROR_KEY_DELETED when it is gone.
+    DWORD countValues(std::int64_t key, DWORD& count);
+    DWORD valueNames(std::int64_t key, std::vector<std::string>& names);
 
     const std::string& path() const { return mPath; }
     // The process that opened the connection; a child made by fork must open
@@ -75,6 +78,8 @@ private:
         InsertChild,
         FindValue,
         UpsertValue,
+        CountValues,
+        ValueNames,
         StatementCount
     };
 
