@@ -47,13 +47,13 @@ KLXCorvaleSettings::KLXCorvaleSettings(KLXSelectCallback callback, std::string& 
         Instance = this;
     mSelectCallback = callback;
 
-    struct ElementSpec {
+    struct ElementRow {
         const char* name;
         KLXCheckFunction check;
         bool browseHistory;
     };
     // Indexed by CvlSelectElement_e.
-    static const ElementSpec kElements[kElementCount] = {
+    static const ElementRow kElements[kElementCount] = {
         {"KL_CVL_IDE_OS_DEFAULT", CheckPathKL_CVL_IDE_OS_DEFAULT, true},
         {"KL_CVL_IDE_FW_DEFAULT", CheckPathKL_CVL_IDE_FW_DEFAULT, true},
         {"KL_CVL_IDE_PLUGINS", CheckPathVOID, false},
@@ -80,12 +80,12 @@ KLXCorvaleSettings::KLXCorvaleSettings(KLXSelectCallback callback, std::string& 
         mRcFile = new OwnedRcFile(rcPath, 0);
 
         auto build = [&](int index) {
-            const ElementSpec& spec = kElements[index];
-            std::string name = spec.name;
+            const ElementRow& row = kElements[index];
+            std::string name = row.name;
             std::string historyKey = std::string(KLX_STR_REG_PATH_CVL_SETTINGS) +
-                                     KLX_STR_BACKSLASH + spec.name + " history";
-            mElements[index] = new KLXPathEnvironment(name, historyKey, format, spec.check,
-                                                      spec.browseHistory, nullptr, mRcFile);
+                                     KLX_STR_BACKSLASH + row.name + " history";
+            mElements[index] = new KLXPathEnvironment(name, historyKey, format, row.check,
+                                                      row.browseHistory, nullptr, mRcFile);
         };
 
         // The OS baseband is read before the firmware element exists, so that
