@@ -67,14 +67,11 @@ std::string historyKey(const std::string& variable) {
     return std::string("Software\\Keldmar\\Corvale Settings\\") + variable + " history";
 }
 
-void writeHistory(const std::string& variable, const Names& entries) {
-    std::string path = historyKey(variable), name = "count", count = std::to_string(entries.size());
+void writeHistory(const std::string& variable, std::string entry) {
+    std::string path = historyKey(variable), count = "count", one = "1", zero = "0";
     KLXRegistryKey key(HKEY_CURRENT_USER, path);
-    key.setValue(name, count);
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        std::string number = std::to_string(i), entry = entries[i];
-        key.setValue(number, entry);
-    }
+    key.setValue(count, one);
+    key.setValue(zero, entry);
 }
 
 // The keys below the settings key, each as "name:number of values", and the
@@ -82,19 +79,18 @@ void writeHistory(const std::string& variable, const Names& entries) {
 Names settingsKeys() {
     Names rows;
     sqlite3* db = nullptr;
-    sqlite3_stmt* statement = nullptr;
     std::string database = std::string(std::getenv("KLX_PREFIX")) + "/registry.db";
-    const char* sql = "SELECT CAST(k.name AS TEXT) || ':' ||"
-                      " (SELECT COUNT(*) FROM reg_values v WHERE v.key_id = k.id)"
-                      " FROM reg_keys k,"
-                      " (SELECT id FROM reg_keys WHERE CAST(name AS TEXT) = 'Corvale Settings') s"
-                      " WHERE k.id = s.id OR k.parent = s.id ORDER BY 1";
-    if (sqlite3_open_v2(database.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
-        sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) == SQLITE_OK) {
-        while (sqlite3_step(statement) == SQLITE_ROW)
-            rows.push_back(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
-    }
-    sqlite3_finalize(statement);
+    if (sqlite3_open_v2(database.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK)
+        sqlite3_exec(
+            db,
+            "SELECT CAST(k.name AS TEXT) || ':' ||"
+            " (SELECT COUNT(*) FROM reg_values v WHERE v.key_id = k.id) FROM reg_keys k,"
+            " (SELECT id FROM reg_keys WHERE CAST(name AS TEXT) = 'Corvale Settings') s"
+            " WHERE k.id = s.id OR k.parent = s.id ORDER BY 1",
+            [](void* out, int, char** values, char**) {
+                return static_cast<Names*>(out)->push_back(values[0]), 0;
+            },
+            &rows, nullptr);
     sqlite3_close(db);
     return rows;
 }
@@ -127,106 +123,84 @@ protected:
     }
 
     // The sample SDK chosen in the profile's .cvlrc (an OS of the family
-    // "orvan" and a firmware of "pavan"), with a history for each element but
-    // the ARM tool suite.
+    // "orvan" and a firmware of "pavan"), with histories for both.
     void chooseSampleSdk() {
         klxtest::writeBytes(rcFile(),
                             "# Corvale\n"
                             "export KL_CVL_IDE_OS_DEFAULT=\"C:/SDK/OS/V3.10\"\n"
                             "export KL_CVL_IDE_FW_DEFAULT=\"C:/SDK/Firmware/V2.00_pavan\"\n");
-        writeHistory("KL_CVL_IDE_OS_DEFAULT", {"C:\\SDK\\OS"});
-        writeHistory("KL_CVL_IDE_FW_DEFAULT", {"C:\\SDK\\Firmware"});
-        writeHistory("KL_CVL_IDE_PLUGINS", {"C:\\SDK\\Plugins\\V1.00"});
-        writeHistory("KL_CVL_IDE_GTS_GCC", {"C:\\SDK\\GCC"});
-        writeHistory("KL_CVL_IDE_GTS_MINGW", {"C:\\SDK\\MinGW"});
-        writeHistory("KL_CVL_IDE_ECLIPSE", {"C:\\SDK\\Eclipse"});
+        writeHistory("KL_CVL_IDE_OS_DEFAULT", "C:\\SDK\\OS");
+        writeHistory("KL_CVL_IDE_FW_DEFAULT", "C:\\SDK\\Firmware");
     }
 
     fs::path mRoot;
 };
 
-bool check(bool (*function)(std::string&), std::string path) {
-    return function(path);
-}
-
-TEST_F(CorvaleSettings, PathChecks) {
+TEST_F(CorvaleSettings, PathChecksAndReadBaseBand) {
     write("OS\\Broken\\manifest.xml", "<Api baseband=");
     fs::create_directories(drive() / "OS" / "DirManifest" / "manifest.xml");
     write("GCC\\BinFile\\bin", "");
     fs::create_directories(drive() / "Eclipse" / "DirExe" / "eclipse.exe");
     write("FW\\NoEmu\\manifest.xml", "<Firmware baseband=\"pavan\"/>");
+    // Each path with the answer expected: '+' accepted, '-' refused.
+    auto expect = [](bool (*check)(std::string&), const char* band, Names paths) {
+        KLXCorvaleSettings::mOSBaseBand = band;
+        for (const std::string& entry : paths) {
+            std::string path = entry.substr(1);
+            EXPECT_EQ(check(path), entry[0] == '+') << entry << " " << band;
+        }
+    };
+    expect(
+        Probe::CheckPathKL_CVL_IDE_OS_DEFAULT, "",
+        {"+C:\\SDK\\OS\\V3.10", "+C:\\OS\\Broken", "-C:\\OS\\DirManifest", "-C:\\SDK\\GCC\\V3.4"});
+    expect(Probe::CheckPathKL_CVL_IDE_GTS_GCC, "",
+           {"+C:\\SDK\\GCC\\V3.4", "+C:\\SDK\\MinGW\\V5.1", "-C:\\GCC\\BinFile", "-C:\\SDK\\GCC"});
+    expect(Probe::CheckPathKL_CVL_IDE_ECLIPSE, "",
+           {"+C:\\SDK\\Eclipse\\V3.2", "+C:\\Eclipse\\DirExe", "-C:\\SDK\\Eclipse"});
+    expect(Probe::CheckPathVOID, "", {"+", "+C:\\missing"});
+    // The firmware must be of the selected OS's family (exactly) and hold an
+    // emulator, at its top or in emu\ubex_cvl\Debug.
+    const auto fw = Probe::CheckPathKL_CVL_IDE_FW_DEFAULT;
+    expect(fw, "pavan",
+           {"+C:\\SDK\\Firmware\\V2.00_pavan", "+C:\\SDK\\Firmware\\V2.10_pavan",
+            "-C:\\SDK\\Firmware\\V3.10_orvan", "-C:\\SDK\\Firmware\\V1.00", "-C:\\FW\\NoEmu"});
+    expect(fw, "orvan", {"+C:\\SDK\\Firmware\\V3.10_orvan", "-C:\\SDK\\Firmware\\V2.00_pavan"});
+    expect(fw, "Pavan", {"-C:\\SDK\\Firmware\\V2.00_pavan"});
+    expect(fw, "", {"+C:\\SDK\\Firmware\\V1.00", "-C:\\missing"});
 
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_OS_DEFAULT, "C:\\SDK\\OS\\V3.10"));
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_OS_DEFAULT, "C:\\OS\\Broken"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_OS_DEFAULT, "C:\\OS\\DirManifest"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_OS_DEFAULT, "C:\\SDK\\GCC\\V3.4"));
-
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_GTS_GCC, "C:\\SDK\\GCC\\V3.4"));
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_GTS_GCC, "C:\\SDK\\MinGW\\V5.1"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_GTS_GCC, "C:\\GCC\\BinFile"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_GTS_GCC, "C:\\SDK\\GCC"));
-
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_ECLIPSE, "C:\\SDK\\Eclipse\\V3.2"));
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_ECLIPSE, "C:\\Eclipse\\DirExe"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_ECLIPSE, "C:\\SDK\\Eclipse"));
-
-    EXPECT_TRUE(check(Probe::CheckPathVOID, ""));
-    EXPECT_TRUE(check(Probe::CheckPathVOID, "C:\\missing"));
-
-    // The firmware must be of the selected OS's family and hold an emulator,
-    // at its top or in emu\ubex_cvl\Debug.
-    const std::string firmware = "C:\\SDK\\Firmware\\";
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, firmware + "V2.00_pavan"));
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, firmware + "V2.10_pavan"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, firmware + "V3.10_orvan"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, firmware + "V1.00"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, "C:\\FW\\NoEmu"));
-    KLXCorvaleSettings::mOSBaseBand = "orvan";
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, firmware + "V3.10_orvan"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, firmware + "V2.00_pavan"));
-    KLXCorvaleSettings::mOSBaseBand = "Pavan";
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, firmware + "V2.00_pavan"));
-    // Without a family, only firmware that names none fits.
-    KLXCorvaleSettings::mOSBaseBand = "";
-    EXPECT_TRUE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, firmware + "V1.00"));
-    EXPECT_FALSE(check(Probe::CheckPathKL_CVL_IDE_FW_DEFAULT, "C:\\missing"));
-}
-
-TEST_F(CorvaleSettings, ReadBaseBand) {
-    auto read = [](std::string path) { return KLXCorvaleSettings::readBaseBand(path); };
-    write("M\\ApiAndFirmware\\manifest.xml",
-          "<M><Firmware baseband=\"fw\"/><Api baseband=\"api\"/></M>");
-    write("M\\ApiEmpty\\manifest.xml", "<Api baseband=\"\"/>");
-    write("M\\Deep\\manifest.xml", "<a><b><c><Firmware baseband=\"deep\"/></c></b></a>");
-    write("M\\TwoApis\\manifest.xml", "<m><Api baseband=\"one\"/><Api baseband=\"two\"/></m>");
-    write("M\\PluginBand\\manifest.xml", "<Plug-in baseband=\"plug\"/>");
-    write("M\\Other\\manifest.xml", "<Manifest><api baseband=\"lower\"/></Manifest>");
-    write("M\\Broken\\manifest.xml", "<Api baseband=\"x\">");
-    write("M\\CaseAttr\\manifest.xml", "<Firmware Baseband=\"x\"/>");
-
-    EXPECT_EQ(read("C:\\SDK\\OS\\V3.10"), "orvan");
-    EXPECT_EQ(read("C:\\SDK\\OS\\V2.10"), "pavan");  // Api without attribute
-    EXPECT_EQ(read("C:\\SDK\\Firmware\\V1.00"), ""); // Firmware without one
-    EXPECT_EQ(read("C:\\SDK\\Plugins\\V1.00"), "pavan");
-    EXPECT_EQ(read("C:\\M\\ApiAndFirmware"), "api");
-    EXPECT_EQ(read("C:\\M\\ApiEmpty"), "pavan");
-    EXPECT_EQ(read("C:\\M\\Deep"), "deep");
-    EXPECT_EQ(read("C:\\M\\TwoApis"), "one");
-    EXPECT_EQ(read("C:\\M\\PluginBand"), "plug");
-    EXPECT_EQ(read("C:\\M\\Other"), "");
-    EXPECT_EQ(read("C:\\M\\Broken"), "");
-    EXPECT_EQ(read("C:\\M\\CaseAttr"), "");
-    EXPECT_EQ(read("C:\\missing"), "");
+    // An Api without attribute (or an empty one) means "pavan"; a Firmware
+    // without one means none. A manifest is written to C:\M\<n> first.
+    int n = 0;
+    auto band = [&](std::string path, const char* expected) {
+        if (path[0] == '<') {
+            write("M\\" + std::to_string(++n) + "\\manifest.xml", path);
+            path = "C:\\M\\" + std::to_string(n);
+        }
+        EXPECT_EQ(KLXCorvaleSettings::readBaseBand(path), expected) << path;
+    };
+    band("<M><Firmware baseband=\"fw\"/><Api baseband=\"api\"/></M>", "api");
+    band("<Api baseband=\"\"/>", "pavan");
+    band("<a><b><c><Firmware baseband=\"deep\"/></c></b></a>", "deep");
+    band("<m><Api baseband=\"one\"/><Api baseband=\"two\"/></m>", "one");
+    band("<Plug-in baseband=\"plug\"/>", "plug");
+    band("<Manifest><api baseband=\"lower\"/></Manifest>", "");
+    band("<Api baseband=\"x\">", "");
+    band("<Firmware Baseband=\"x\"/>", "");
+    band("C:\\SDK\\OS\\V3.10", "orvan");
+    band("C:\\SDK\\OS\\V2.10", "pavan");
+    band("C:\\SDK\\Firmware\\V1.00", "");
+    band("C:\\SDK\\Plugins\\V1.00", "pavan");
+    band("C:\\missing", "");
 
     // One shared result, overwritten by each call, even by one given it.
-    std::string first = "C:\\SDK\\OS\\V3.10", second = "C:\\M\\Deep";
+    std::string first = "C:\\SDK\\OS\\V3.10", second = "C:\\M\\3";
     std::string& result = KLXCorvaleSettings::readBaseBand(first);
     EXPECT_EQ(&KLXCorvaleSettings::readBaseBand(second), &result);
     EXPECT_EQ(result, "deep");
     EXPECT_EQ(KLXCorvaleSettings::readBaseBand(result), "");
 }
 
-TEST_F(CorvaleSettings, DefaultAndChosenConfigurationFile) {
+TEST_F(CorvaleSettings, ConfigurationFileRegistryKeysAndInstance) {
     for (std::string config : {"", "C:\\missing.cvlrc", "C:\\SDK\\no*.rc"}) {
         SCOPED_TRACE(config);
         fs::remove(rcFile());
@@ -241,31 +215,6 @@ TEST_F(CorvaleSettings, DefaultAndChosenConfigurationFile) {
             EXPECT_EQ(settings.mElements[element]->getName(), kVariables[element]);
             EXPECT_EQ(ElementProbe::format(settings.mElements[element]), KLX_PATH_ENV_SLASHES);
         }
-    }
-    EXPECT_FALSE(fs::exists(drive() / "missing.cvlrc"));
-
-    // A chosen file that exists holds the values, and the profile's file is
-    // not touched.
-    fs::remove(rcFile());
-    write("cfg\\project.cvlrc", "export KL_CVL_IDE_ECLIPSE=\"C:/SDK/Eclipse/V3.2\"\n"
-                                "export KL_CVL_IDE_GTS_ARM=\"/opt/arm\"\n");
-    std::string config = "C:\\cfg\\project.cvlrc";
-    Probe settings(nullptr, config);
-    EXPECT_EQ(settings.getCurrentConfigFile(), "C:\\cfg\\project.cvlrc");
-    EXPECT_FALSE(fs::exists(rcFile()));
-    EXPECT_EQ(settings.value(CVL_ELEMENT_ECLIPSE), "C:\\SDK\\Eclipse\\V3.2");
-    EXPECT_EQ(settings.value(CVL_ELEMENT_GTS_ARM), "U:\\opt\\arm");
-    for (int element = 0; element < 7; ++element)
-        EXPECT_EQ(ElementProbe::format(settings.mElements[element]),
-                  KLX_PATH_ENV_SLASHES_NO_NET_DRIVE);
-    EXPECT_EQ(settings.sortedList(CVL_ELEMENT_ECLIPSE), Names{"C:\\SDK\\Eclipse\\V3.2"});
-    EXPECT_EQ(gCallbackCalls, 0);
-}
-
-TEST_F(CorvaleSettings, RegistryKeysAndInstance) {
-    std::string none;
-    {
-        Probe first(nullptr, none);
         // The settings key and its seven history keys exist, all without
         // values: only updateEnvironment writes the histories.
         Names expected = {"Corvale Settings:0"};
@@ -273,42 +222,42 @@ TEST_F(CorvaleSettings, RegistryKeysAndInstance) {
             expected.push_back(std::string(variable) + " history:0");
         std::sort(expected.begin(), expected.end());
         EXPECT_EQ(settingsKeys(), expected);
-
-        {
-            Probe second(nullptr, none);
-            EXPECT_EQ(KLXCorvaleSettings::Instance, &first);
-        }
-        EXPECT_EQ(KLXCorvaleSettings::Instance, &first);
     }
+    EXPECT_FALSE(fs::exists(drive() / "missing.cvlrc"));
     EXPECT_EQ(KLXCorvaleSettings::Instance, nullptr);
-    {
-        Probe later(nullptr, none);
-        EXPECT_EQ(KLXCorvaleSettings::Instance, &later);
-    }
+
+    // A chosen file that exists holds the values, and the profile's file is
+    // not touched. A second object does not replace the first as Instance.
+    fs::remove(rcFile());
+    write("cfg\\project.cvlrc", "export KL_CVL_IDE_ECLIPSE=\"C:/SDK/Eclipse/V3.2\"\n"
+                                "export KL_CVL_IDE_GTS_ARM=\"/opt/arm\"\n");
+    std::string config = "C:\\cfg\\project.cvlrc", none;
+    Probe settings(nullptr, config);
+    EXPECT_EQ(settings.getCurrentConfigFile(), "C:\\cfg\\project.cvlrc");
+    EXPECT_FALSE(fs::exists(rcFile()));
+    { Probe second(nullptr, none); }
+    EXPECT_EQ(KLXCorvaleSettings::Instance, &settings);
+    EXPECT_EQ(settings.value(CVL_ELEMENT_ECLIPSE), "C:\\SDK\\Eclipse\\V3.2");
+    EXPECT_EQ(settings.value(CVL_ELEMENT_GTS_ARM), "U:\\opt\\arm");
+    EXPECT_EQ(ElementProbe::format(settings.mElements[6]), KLX_PATH_ENV_SLASHES_NO_NET_DRIVE);
+    EXPECT_EQ(gCallbackCalls, 0);
 }
 
 TEST_F(CorvaleSettings, FirmwareFollowsTheOsFamily) {
     chooseSampleSdk();
-    const std::string before = klxtest::readBytes(rcFile());
+    const std::string before = klxtest::readBytes(rcFile()), fw = "C:\\SDK\\Firmware\\";
     std::string none;
     Probe settings(nullptr, none);
-    const std::string fw = "C:\\SDK\\Firmware\\";
     auto& osBand = KLXCorvaleSettings::mOSBaseBand;
     auto& formerBand = KLXCorvaleSettings::mFormerOSBaseBand;
 
     // The OS family is known before the firmware history is browsed; the
     // firmware value itself is not moved by the constructor.
-    EXPECT_EQ(osBand, "orvan");
-    EXPECT_EQ(formerBand, "pavan");
+    EXPECT_EQ(osBand + formerBand, "orvanpavan");
     EXPECT_EQ(settings.sortedList(CVL_ELEMENT_OS_DEFAULT),
               (Names{"C:\\SDK\\OS\\V2.00", "C:\\SDK\\OS\\V2.10", "C:\\SDK\\OS\\V3.10"}));
     EXPECT_EQ(settings.sortedList(CVL_ELEMENT_FW_DEFAULT), Names{fw + "V3.10_orvan"});
     EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V2.00_pavan");
-    EXPECT_EQ(settings.sortedList(CVL_ELEMENT_PLUGINS), Names{"C:\\SDK\\Plugins\\V1.00"});
-    EXPECT_EQ(settings.sortedList(CVL_ELEMENT_GTS_GCC), Names{"C:\\SDK\\GCC\\V3.4"});
-    EXPECT_EQ(settings.sortedList(CVL_ELEMENT_GTS_MINGW), Names{"C:\\SDK\\MinGW\\V5.1"});
-    EXPECT_EQ(settings.sortedList(CVL_ELEMENT_ECLIPSE), Names{"C:\\SDK\\Eclipse\\V3.2"});
-    EXPECT_TRUE(settings.sortedList(CVL_ELEMENT_GTS_ARM).empty());
 
     // The current value again, with a trailing backslash: accepted, no
     // baseband step.
@@ -321,36 +270,31 @@ TEST_F(CorvaleSettings, FirmwareFollowsTheOsFamily) {
     // An index out of range changes no value but reads the baseband again.
     settings.updatePathFromHistory(CVL_ELEMENT_OS_DEFAULT, 99);
     EXPECT_EQ(settings.value(CVL_ELEMENT_OS_DEFAULT), "C:\\SDK\\OS\\V3.10");
-    EXPECT_EQ(formerBand, "orvan");
-    EXPECT_EQ(osBand, "orvan");
+    EXPECT_EQ(formerBand + osBand, "orvanorvan");
     EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V2.00_pavan");
 
     // Another family: the firmware moves to the first one of that family.
     std::string pavanOs = "C:\\SDK\\OS\\V2.10";
     EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, pavanOs));
-    EXPECT_EQ(osBand, "pavan");
-    EXPECT_EQ(formerBand, "orvan");
+    EXPECT_EQ(osBand + formerBand, "pavanorvan");
     EXPECT_EQ(settings.sortedList(CVL_ELEMENT_FW_DEFAULT),
               (Names{fw + "V2.00_pavan", fw + "V2.10_pavan"}));
-    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT),
-              settings.mElements[CVL_ELEMENT_FW_DEFAULT]->mPathList[0]);
+    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), settings.mElements[1]->mPathList[0]);
 
     // The same family: the firmware stays where the user put it.
     std::string chosen = fw + "V2.10_pavan";
     EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_FW_DEFAULT, chosen));
     const Names& osList = settings.mElements[CVL_ELEMENT_OS_DEFAULT]->mPathList;
-    const int v200 = static_cast<int>(
-        std::find(osList.begin(), osList.end(), "C:\\SDK\\OS\\V2.00") - osList.begin());
-    settings.updatePathFromHistory(CVL_ELEMENT_OS_DEFAULT, v200);
+    auto indexOf = [&](const char* path) {
+        return static_cast<int>(std::find(osList.begin(), osList.end(), path) - osList.begin());
+    };
+    settings.updatePathFromHistory(CVL_ELEMENT_OS_DEFAULT, indexOf("C:\\SDK\\OS\\V2.00"));
     EXPECT_EQ(settings.value(CVL_ELEMENT_OS_DEFAULT), "C:\\SDK\\OS\\V2.00");
-    EXPECT_EQ(osBand, "pavan");
-    EXPECT_EQ(formerBand, "pavan");
+    EXPECT_EQ(formerBand + osBand, "pavanpavan");
     EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), chosen);
 
     // Back to the other family through the history.
-    const int v310 = static_cast<int>(
-        std::find(osList.begin(), osList.end(), "C:\\SDK\\OS\\V3.10") - osList.begin());
-    settings.updatePathFromHistory(CVL_ELEMENT_OS_DEFAULT, v310);
+    settings.updatePathFromHistory(CVL_ELEMENT_OS_DEFAULT, indexOf("C:\\SDK\\OS\\V3.10"));
     EXPECT_EQ(osBand, "orvan");
     EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V3.10_orvan");
 
@@ -358,40 +302,31 @@ TEST_F(CorvaleSettings, FirmwareFollowsTheOsFamily) {
     // firmware alone.
     write("SDK\\OS\\V9.00\\manifest.xml", "not xml");
     write("SDK\\OS\\V9.10\\manifest.xml", "<Api baseband=\"zorvan\"/>");
-    std::string emptyFamily = "C:\\SDK\\OS\\V9.00";
-    EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, emptyFamily));
-    EXPECT_EQ(osBand, "");
-    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V3.10_orvan");
-    std::string noFirmware = "C:\\SDK\\OS\\V9.10";
-    EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, noFirmware));
+    for (std::string os : {"C:\\SDK\\OS\\V9.00", "C:\\SDK\\OS\\V9.10"}) {
+        EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, os));
+        EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V3.10_orvan");
+    }
     EXPECT_EQ(osBand, "zorvan");
     EXPECT_TRUE(settings.sortedList(CVL_ELEMENT_FW_DEFAULT).empty());
-    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V3.10_orvan");
 
-    // A refused path runs nothing.
+    // A refused path runs nothing; nor do the other elements, or numbers that
+    // name no element.
     std::string refused = "C:\\SDK\\GCC";
-    osBand = "a";
-    formerBand = "b";
+    osBand = "a", formerBand = "b";
     EXPECT_FALSE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, refused));
-    EXPECT_EQ(formerBand, "b");
-
-    // The other elements, and numbers that name no element, change neither
-    // family.
     for (int element : {1, 2, 3, 4, 5, 6, 7, -1, 1000}) {
         settings.specificUpdateProcess(static_cast<CvlSelectElement_e>(element));
         settings.updatePathFromHistory(static_cast<CvlSelectElement_e>(element), 0);
     }
     std::string eclipse = "C:\\SDK\\Eclipse\\V3.2";
-    EXPECT_FALSE(settings.updatePathFromString(static_cast<CvlSelectElement_e>(7), eclipse));
     EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_ECLIPSE, eclipse));
-    EXPECT_EQ(osBand, "a");
-    EXPECT_EQ(formerBand, "b");
+    EXPECT_EQ(osBand + formerBand, "ab");
 
     // Nothing reaches the disk or the registry without updateEnvironment.
     EXPECT_EQ(klxtest::readBytes(rcFile()), before);
-    std::string path = historyKey("KL_CVL_IDE_OS_DEFAULT"), count = "count";
-    KLXRegistryKey key(HKEY_CURRENT_USER, path);
-    EXPECT_EQ(key.retValue(count), "1");
+    Names keys = settingsKeys();
+    EXPECT_EQ(keys[0] + " " + keys[2] + " " + keys[3],
+              "Corvale Settings:0 KL_CVL_IDE_FW_DEFAULT history:2 KL_CVL_IDE_GTS_ARM history:0");
     EXPECT_EQ(gCallbackCalls, 0);
 }
 
