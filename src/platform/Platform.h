@@ -221,6 +221,102 @@ unsigned driveType(const std::string& root);
 // (statfs f_type): network file systems are kDriveRemote.
 unsigned driveTypeOfFileSystem(std::uint32_t magic);
 
+// ---- Processes ---------------------------------------------------------------
+
+// The arguments that the Microsoft C runtime (2008 and later) gives main()
+// for a command line. Blanks (space, tab) outside double quotes separate
+// arguments; double quotes group and are removed. 2n backslashes before a
+// double quote give n backslashes and the quote groups; 2n+1 give n
+// backslashes and a literal quote. Backslashes before anything else are
+// literal. Inside a quoted part, "" gives one literal quote and the part goes
+// on. A quoted part that is empty ("") is an empty argument. Every other
+// byte, 0x80-0xFF included, is copied as it is.
+std::vector<std::string> splitCommandLine(const std::string& line);
+
+// The host file that starts as the program `program`: the path mapped as
+// every path is, then, when that names no file, the path with ".exe" added
+// (for a last name without an extension) or removed (for one ending in ".exe",
+// in any letter case). "" when none of them is a file. No search along PATH,
+// as _spawnv does none.
+std::string programHostPath(const std::string& program);
+
+// _spawnv: starts `program` (programHostPath) with the arguments
+// splitCommandLine(commandLine), the caller's environment, current directory
+// and standard handles, and no other handle. With `wait`, returns the child's
+// exit code once it has ended; without, a positive process identifier at
+// once, and the child is reaped in the background when it ends (no zombie is
+// left; the caller must not wait for it). -1 when the program cannot be
+// started. A child ended by a signal gives 128 + the signal number.
+int spawnProcess(const std::string& program, const std::string& commandLine, bool wait);
+
+struct CaptureResult {
+    int exitCode;         // the child's exit code; -1 when no child ran
+    std::string output;   // the first `outputLimit` bytes of its standard output
+    bool outputTruncated; // true when the child wrote more than that
+    DWORD error;          // 0 when the child ran and was waited for
+};
+
+// Runs `program` as spawnProcess does with wait, its standard input at its
+// end, its standard output captured and its standard error read and thrown
+// away, both drained while it runs so that it never stalls on a full pipe.
+// The run ends when the child has ended (a grandchild that keeps the pipes
+// open is not waited for). The exit code is the child's (0-255 on this host,
+// 128 + the signal number for a child ended by a signal).
+CaptureResult captureProcess(const std::string& program, const std::string& commandLine,
+                             std::size_t outputLimit = static_cast<std::size_t>(-1));
+
+// SetCurrentDirectoryA: the calling process's current directory, for good.
+DWORD setCurrentDirectory(const std::string& path);
+
+// ---- Version resources -------------------------------------------------------
+
+// GetFileVersionInfoSizeA, GetFileVersionInfoA and VerQueryValueA on the
+// version resource of a PE32 or PE32+ image: resource type 16 (RT_VERSION),
+// its first name, that name's first language. The block that fileVersionInfo
+// fills holds the resource's VS_VERSIONINFO tree as stored, followed by room
+// in which queryVersionValue puts the narrow form (UTF-8) of the text values
+// it returns, so that each one lives as long as the block.
+
+// ERROR_RESOURCE_DATA_NOT_FOUND: the version tree is malformed, or a query
+// names no value.
+constexpr DWORD kErrorResourceDataNotFound = 1812;
+// ERROR_RESOURCE_TYPE_NOT_FOUND: the image holds no version resource.
+constexpr DWORD kErrorResourceTypeNotFound = 1813;
+
+struct VersionInfoSizeResult {
+    std::size_t size; // 0 on failure
+    DWORD error;      // 0 on success
+};
+
+// The bytes that fileVersionInfo needs for the file at `path` (Windows,
+// Cygwin or host form). Fails with the file's own error when it cannot be
+// read, ERROR_BAD_EXE_FORMAT when it is no PE image or its headers or
+// resource directory are broken, kErrorResourceTypeNotFound when it has no
+// version resource and kErrorResourceDataNotFound when that resource is not
+// a well-formed version tree.
+VersionInfoSizeResult fileVersionInfoSize(const std::string& path);
+// Reads the version block into `buffer`, as fileVersionInfoSize describes
+// it; ERROR_INSUFFICIENT_BUFFER when `size` is less than the block needs.
+DWORD fileVersionInfo(const std::string& path, void* buffer, std::size_t size);
+
+struct VersionValueResult {
+    const void* data;   // inside the block; null on failure
+    std::size_t length; // bytes; for a text, of its UTF-8 form without the NUL
+    DWORD error;        // 0 on success
+};
+
+// VerQueryValueA: `subBlock` is a path of backslash-separated key names,
+// compared without regard to ASCII letter case. "\\" gives the
+// VS_FIXEDFILEINFO (found only with its signature), "\\VarFileInfo\\Translation"
+// the (language, code page) WORD pairs, "\\StringFileInfo\\040904b0\\Name" a
+// NUL-terminated UTF-8 text. Never reads or writes outside the `blockSize`
+// bytes at `block`.
+VersionValueResult queryVersionValue(void* block, std::size_t blockSize,
+                                     const std::string& subBlock);
+// As above, for a block that fileVersionInfo filled: its size follows from
+// the block's own header.
+VersionValueResult queryVersionValue(void* block, const std::string& subBlock);
+
 } // namespace platform
 } // namespace klx
 
