@@ -27,6 +27,12 @@ public:
     void replaceTemplate(std::string& pattern, std::string& replacement);
     void addToList(std::string& item);
 
+    // Makes the recorded changes last beyond the running program and forgets
+    // them: tells the running programs on the NT family, disables the old
+    // definitions in "autoexec.bat" on 9x, writes the new definitions to
+    // "klenv.bat" on both, and drops the cached tool locations.
+    static void applyChanges();
+
 protected:
     // Reads the value where the family keeps the environment.
     void update();

@@ -6,6 +6,7 @@
 #include "KLXConstants.h"
 
 #include <string>
+#include <vector>
 
 class KLX_API KLXSystem {
 public:
@@ -27,6 +28,41 @@ public:
     // The profile directory of the user who runs the process; "" when it
     // cannot be determined (asked again at the next call).
     static std::string& getUserProfileDir();
+
+    // The tool location of `type`, resolved on first use and cached until
+    // resetAppPathTable(); mTheEmptyString for a type outside the table.
+    static std::string& getApplicationPath(KLXAppType_e type);
+    // Forgets every cached tool location.
+    static void resetAppPathTable();
+    // The Cygwin root directory: getApplicationPath(KLX_APP_CYGWIN_ROOT).
+    static std::string& getGygwinRoot();
+
+    // Starts the program at `cmd` with `args` and waits for its exit code.
+    static int run(std::string& cmd, std::vector<std::string>& args);
+    // Starts the program at `cmd` with `args`; when `wait` is false returns
+    // at once with the child's handle. -1 when it cannot be started.
+    static int run(std::string& cmd, std::vector<std::string>& args, bool wait);
+    // run() on the tool of `type`; -1 when its path is unknown.
+    static int runApp(KLXAppType_e type, std::vector<std::string>& args, bool wait);
+    // Runs `cmd` with `args` through the command interpreter ("/c").
+    static int runCmd(std::string& cmd, std::vector<std::string>& args, bool wait);
+    // Runs `cmd` with `args` as one command string of a Cygwin login bash.
+    static int runBash(std::string& cmd, std::vector<std::string>& args, bool wait);
+    // Runs the program at `cmd`, waits for it and returns its standard
+    // output (shared result string); the exit code goes to *exitCode.
+    static std::string& runGetOutput(std::string& cmd, std::vector<std::string>& args,
+                                     int* exitCode);
+    static std::string& runGetOutput(KLXAppType_e type, std::vector<std::string>& args,
+                                     int* exitCode);
+    // Runs `cmd` (in Cygwin form) with `args` through bash, optionally as a
+    // login shell, and returns its standard output.
+    static std::string& runBashGetOutput(std::string& cmd, std::vector<std::string>& args,
+                                         int* exitCode, bool login);
+    static std::string& runBashGetOutput(KLXAppType_e type, std::vector<std::string>& args,
+                                         int* exitCode, bool login);
+
+    // A nine-line report of machine facts and installed tools.
+    static std::string& getSystemInfo();
 
 protected:
     // Reads the Windows directory into mWindowsDirectory and mSystemDrive.

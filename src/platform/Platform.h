@@ -158,6 +158,14 @@ struct EnvironmentValue {
 EnvironmentValue getEnvironmentVariable(const std::string& name);
 DWORD setEnvironmentVariable(const std::string& name, const std::string& value);
 
+// ---- Broadcast -------------------------------------------------------------
+
+// SendMessageTimeoutA(HWND_BROADCAST, WM_SETTINGCHANGE, 0, area,
+// SMTO_ABORTIFHUNG, 1000): tells the running programs that the settings named
+// by `area` ("Environment") changed. The outcome is not reported; a host
+// without such a notification does nothing.
+void broadcastSettingChange(const std::string& area);
+
 // ---- Registry ----------------------------------------------------------------
 
 // Keys and values with the Win32 registry's rules: HKEY_CLASSES_ROOT,
@@ -267,6 +275,12 @@ CaptureResult captureProcess(const std::string& program, const std::string& comm
 
 // SetCurrentDirectoryA: the calling process's current directory, for good.
 DWORD setCurrentDirectory(const std::string& path);
+
+// GetCommandLineA: the running program's command line. On a POSIX host it is
+// the full host path of the program's file (/proc/self/exe) in double quotes,
+// then each further argument of the process after one blank, as given; ""
+// when the program's path cannot be read.
+std::string processCommandLine();
 
 // ---- Version resources -------------------------------------------------------
 

@@ -1,0 +1,209 @@
+// Starting programs: the command lines that the child receives, exit codes,
+// the captured output with its limits, and the framing added by the command
+// interpreter and bash forms. The tools are small shell scripts on the
+// emulated C: drive.
+#include "KLXRegistryKey.h"
+#include "KLXSystem.h"
+
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct SystemProbe : KLXSystem {
+    using KLXSystem::mOsType;
+    using KLXSystem::mTheEmptyString;
+};
+
+using Args = std::vector<std::string>;
+
+fs::path drive() {
+    return klxtest::testRoot() / "prefix" / "drive_c";
+}
+
+void writeScript(const fs::path& path, const std::string& body) {
+    fs::create_directories(path.parent_path());
+    klxtest::writeBytes(path, "#!/bin/sh\n" + body);
+    fs::permissions(path, fs::perms::owner_all);
+}
+
+// Each argument on a line of its own, framed by brackets.
+std::string logArguments(const fs::path& log) {
+    return "for a in \"$@\"; do printf '[%s]\\n' \"$a\"; done > '" + log.string() + "'\n";
+}
+
+class ProcessRunner : public ::testing::Test {
+protected:
+    void SetUp() override {
+        mStartDirectory = fs::current_path();
+        KLXSystem::resetAppPathTable();
+        SystemProbe::mOsType = KLX_OS_9X; // tool variables from the process
+        writeScript(drive() / "Tools" / "x",
+                    "case \"$1\" in\n"
+                    "log) shift; " +
+                        logArguments(tool("x.log")) +
+                        ";;\n"
+                        "hello) printf hello; echo noise >&2; exit 3 ;;\n"
+                        "size) head -c \"$2\" /dev/zero | tr '\\000' a; exit 4 ;;\n"
+                        "nul) printf 'ab\\000cd' ;;\n"
+                        "stderr) head -c 200000 /dev/zero >&2; exit 6 ;;\n"
+                        "*) exit \"$1\" ;;\n"
+                        "esac\n");
+    }
+    void TearDown() override {
+        fs::current_path(mStartDirectory);
+        KLXSystem::resetAppPathTable();
+        SystemProbe::mOsType = KLX_OS_NT;
+    }
+    static fs::path tool(const std::string& name) { return drive() / "Tools" / name; }
+
+    fs::path mStartDirectory;
+};
+
+} // namespace
+
+TEST_F(ProcessRunner, RunWaitsOrDetachesAndSkipsEmptyArguments) {
+    std::string cmd = "C:\\Tools\\x.exe";
+    Args args{"7"};
+    EXPECT_EQ(KLXSystem::run(cmd, args), 7);
+    args = {"0"};
+    EXPECT_EQ(KLXSystem::run(cmd, args, true), 0);
+    int detached = KLXSystem::run(cmd, args, false);
+    EXPECT_NE(detached, -1);
+    EXPECT_GT(detached, 0);
+
+    // Empty arguments vanish; the rest reach the child unquoted.
+    args = {"log", "a", "", "b"};
+    EXPECT_EQ(KLXSystem::run(cmd, args), 0);
+    EXPECT_EQ(klxtest::readBytes(tool("x.log")), "[a]\n[b]\n");
+    EXPECT_EQ(args.size(), 4u);
+    // A blank splits an argument unless the caller quoted it.
+    args = {"log", "two words", "\"one arg\""};
+    EXPECT_EQ(KLXSystem::run(cmd, args), 0);
+    EXPECT_EQ(klxtest::readBytes(tool("x.log")), "[two]\n[words]\n[one arg]\n");
+
+    std::string missing = "C:\\Tools\\missing.exe";
+    EXPECT_EQ(KLXSystem::run(missing, args), -1);
+    EXPECT_EQ(KLXSystem::runApp(KLX_APP_MSVC71_DIR, args, true), -1);
+}
+
+TEST_F(ProcessRunner, CaptureTakesShortStandardOutputAndTheExitCode) {
+    std::string cmd = "C:\\Tools\\x.exe";
+    Args args{"hello"};
+    int code = 99;
+    std::string& first = KLXSystem::runGetOutput(cmd, args, &code);
+    EXPECT_EQ(first, "hello"); // standard error is not part of it
+    EXPECT_EQ(code, 3);
+    // The process now stands in the tool's directory.
+    EXPECT_EQ(fs::current_path(), fs::canonical(drive() / "Tools"));
+
+    args = {"5"};
+    std::string& second = KLXSystem::runGetOutput(cmd, args, &code);
+    EXPECT_EQ(&second, &first);
+    EXPECT_EQ(second, "");
+    EXPECT_EQ(code, 5);
+
+    // Only output shorter than the 4096-byte buffer is kept.
+    args = {"size", "4095"};
+    EXPECT_EQ(KLXSystem::runGetOutput(cmd, args, &code), std::string(4095, 'a'));
+    EXPECT_EQ(code, 4);
+    for (const char* size : {"4096", "100000"}) {
+        args = {"size", size};
+        code = 99;
+        EXPECT_EQ(KLXSystem::runGetOutput(cmd, args, &code), "");
+        EXPECT_EQ(code, 4);
+    }
+    // A zero byte ends the text; a child that floods standard error ends.
+    args = {"nul"};
+    EXPECT_EQ(KLXSystem::runGetOutput(cmd, args, &code), "ab");
+    EXPECT_EQ(code, 0);
+    args = {"stderr"};
+    EXPECT_EQ(KLXSystem::runGetOutput(cmd, args, &code), "");
+    EXPECT_EQ(code, 6);
+
+    // Nothing started: the shared result, empty, with -1.
+    std::string missing = "C:\\Tools\\missing.exe";
+    code = 99;
+    EXPECT_EQ(&KLXSystem::runGetOutput(missing, args, &code), &first);
+    EXPECT_EQ(first, "");
+    EXPECT_EQ(code, -1);
+    // A tool without a path: the module's empty string, code untouched.
+    code = 99;
+    EXPECT_EQ(&KLXSystem::runGetOutput(KLX_APP_MSVC70_DIR, args, &code),
+              &SystemProbe::mTheEmptyString);
+    EXPECT_EQ(code, 99);
+    // A tool with a path.
+    setenv("SGT_DIR", "/cygdrive/c/Tools/x", 1);
+    args = {"hello"};
+    EXPECT_EQ(KLXSystem::runGetOutput(KLX_APP_SGT_DIR, args, &code), "hello");
+    EXPECT_EQ(code, 3);
+    unsetenv("SGT_DIR");
+}
+
+TEST_F(ProcessRunner, CommandInterpreterAndBashFraming) {
+    // A command interpreter where the table expects it.
+    writeScript(drive() / "windows" / "system32" / "cmd.exe", logArguments(tool("cmd.log")));
+    std::string cmd = "dir";
+    Args args{"C:\\"};
+    EXPECT_EQ(KLXSystem::runCmd(cmd, args, true), 0);
+    EXPECT_EQ(klxtest::readBytes(tool("cmd.log")), "[/c]\n[dir]\n[C:\\]\n");
+    EXPECT_EQ(args, Args{"C:\\"});
+
+    // Without Cygwin there is no bash to run.
+    std::string make = "exit";
+    args = {"7"};
+    EXPECT_EQ(KLXSystem::runBash(make, args, true), -1);
+
+    // A bash of a Cygwin root registered for the user: it logs its
+    // arguments and runs the command string with Cygwin drive paths mapped.
+    std::string cygwinKey = "Software\\Cygnus Solutions\\Cygwin\\mounts v2\\/";
+    std::string native = "native", root = "C:/cygroot";
+    KLXRegistryKey(HKEY_CURRENT_USER, cygwinKey).setValue(native, root);
+    KLXSystem::resetAppPathTable();
+    writeScript(drive() / "cygroot" / "bin" / "bash",
+                logArguments(tool("bash.log")) +
+                    "[ \"$1\" = --login ] && shift\n"
+                    "exec /bin/sh -c \"$(printf '%s' \"$2\" | sed 's#/cygdrive/[cC]#" +
+                    drive().string() + "#g')\"\n");
+    EXPECT_EQ(KLXSystem::runBash(make, args, true), 7);
+    EXPECT_EQ(klxtest::readBytes(tool("bash.log")), "[--login]\n[-c]\n[ exit 7 ]\n");
+
+    // The compiler's banner through a bash that is no login shell.
+    writeScript(drive() / "gcc" / "bin" / "arm-elf-gcc.exe",
+                "[ \"$1\" = --version ] && echo 'arm-elf-gcc (GCC) 4.1.1'\n");
+    setenv("KLGCCHOME", "/cygdrive/c/gcc", 1);
+    args = {"--version"};
+    int code = 99;
+    EXPECT_EQ(KLXSystem::runBashGetOutput(KLX_APP_ARM_ELF_GCC, args, &code, false),
+              "arm-elf-gcc (GCC) 4.1.1\n");
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(klxtest::readBytes(tool("bash.log")),
+              "[-c]\n[ /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version ]\n");
+    EXPECT_EQ(fs::current_path(), fs::canonical(drive() / "cygroot" / "bin"));
+    std::string gcc = "c:\\gcc\\bin\\arm-elf-gcc.exe";
+    EXPECT_EQ(KLXSystem::runBashGetOutput(gcc, args, &code, true), "arm-elf-gcc (GCC) 4.1.1\n");
+    EXPECT_EQ(klxtest::readBytes(tool("bash.log")),
+              "[--login]\n[-c]\n[ /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version ]\n");
+    unsetenv("KLGCCHOME");
+
+    // A command that does not exist runs nothing.
+    std::string missing = "C:\\gcc\\bin\\missing.exe";
+    code = 42;
+    EXPECT_EQ(&KLXSystem::runBashGetOutput(missing, args, &code, true),
+              &SystemProbe::mTheEmptyString);
+    EXPECT_EQ(code, 42);
+    KLXSystem::resetAppPathTable();
+    EXPECT_EQ(&KLXSystem::runBashGetOutput(KLX_APP_ARM_ELF_GCC, args, &code, false),
+              &SystemProbe::mTheEmptyString);
+    EXPECT_EQ(code, 42);
+    root.clear();
+    KLXRegistryKey(HKEY_CURRENT_USER, cygwinKey).setValue(native, root);
+}
