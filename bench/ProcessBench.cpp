@@ -1,8 +1,8 @@
-// A capturing run of a small program through the platform layer, against the
+// A capturing run of a small program through KLXSystem::runGetOutput, against the
 // same run written directly with posix_spawn, a pipe and waitpid, both in the
 // same process: once as it starts, and once with 2 GiB of touched memory,
 // which a fork-based start would pay for on every child.
-#include "platform/Platform.h"
+#include "KLXSystem.h"
 
 #include "BenchHome.h"
 
@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 extern char** environ;
 
@@ -83,10 +84,13 @@ void LibraryCapture(benchmark::State& state, bool ballast) {
     if (ballast)
         touchBallast();
     for (auto _ : state) {
-        klx::platform::CaptureResult result = klx::platform::captureProcess(kProgram, "echo hello");
-        if (result.output != "hello\n" || result.exitCode != 0)
+        std::string program = kProgram;
+        std::vector<std::string> arguments = {"hello"};
+        int exitCode = -1;
+        std::string& output = KLXSystem::runGetOutput(program, arguments, &exitCode);
+        if (output != "hello\n" || exitCode != 0)
             state.SkipWithError("unexpected output");
-        benchmark::DoNotOptimize(result);
+        benchmark::DoNotOptimize(output);
     }
 }
 
