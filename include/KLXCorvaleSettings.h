@@ -38,6 +38,11 @@ public:
     bool updatePathFromString(CvlSelectElement_e element, std::string& path);
     // The configuration file given to the constructor, or "" for the default.
     std::string& getCurrentConfigFile();
+    // Saves the settings: every element's history to the registry and its
+    // value to the configuration file, which is written back; then binds
+    // ".scs" to the wizard and ".cvlrc" to the settings program. Sets no
+    // environment variable.
+    void updateEnvironment();
 
     // The baseband family named by the "manifest.xml" in the component
     // directory `path`, or "". The result is shared by every call: copy it to
