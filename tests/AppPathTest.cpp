@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -23,16 +25,26 @@ struct SystemProbe : KLXSystem {
 };
 
 void setRegistry(HKEY root, std::string path, std::string name, std::string value) {
-    KLXRegistryKey key(root, path);
-    key.setValue(name, value);
+    KLXRegistryKey(root, path).setValue(name, value);
 }
 
 const char* const kCygwinKey = "Software\\Cygnus Solutions\\Cygwin\\mounts v2\\/";
 const char* const kMachineEnvironment =
     "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+const char* const kMsvc6 = "Software\\Microsoft\\DevStudio\\6.0\\Products\\Microsoft Visual C++";
 
 std::string& entry(KLXAppType_e type) {
     return KLXSystem::getApplicationPath(type);
+}
+std::string& cached(KLXAppType_e type) {
+    return SystemProbe::mAppPathTable[type];
+}
+
+// Looks the entries up in the order given.
+void expectEntries(std::vector<KLXAppType_e> types, std::vector<std::string> values) {
+    ASSERT_EQ(types.size(), values.size());
+    for (std::size_t i = 0; i < types.size(); ++i)
+        EXPECT_EQ(entry(types[i]), values[i]) << "entry " << types[i];
 }
 
 class AppPath : public ::testing::Test {
@@ -46,75 +58,79 @@ protected:
 
 } // namespace
 
-TEST_F(AppPath, OutOfRangeTypesGiveTheSharedEmptyString) {
+TEST_F(AppPath, SharedEmptyStringRunningProgramAndCommandInterpreter) {
     for (int type : {25, 26, -1, 1000}) {
         std::string& result = entry(static_cast<KLXAppType_e>(type));
         EXPECT_EQ(&result, &SystemProbe::mTheEmptyString);
         EXPECT_EQ(result, "");
     }
     // A real entry is never the shared empty string, even when empty.
-    EXPECT_EQ(&entry(KLX_APP_MSVC71_DIR), &SystemProbe::mAppPathTable[KLX_APP_MSVC71_DIR]);
+    EXPECT_EQ(&entry(KLX_APP_MSVC71_DIR), &cached(KLX_APP_MSVC71_DIR));
     EXPECT_EQ(&entry(KLX_APP_CMD), &SystemProbe::mAppPathTable[24]);
+    EXPECT_EQ(entry(KLX_APP_CMD), "C:\\windows\\system32\\cmd.exe");
+
+    // The directory of this test program, as the system names it.
+    const std::string self = fs::read_symlink("/proc/self/exe").parent_path().string();
+    EXPECT_EQ(entry(KLX_APP_EXE_DIR), self);
+    EXPECT_EQ(cached(KLX_APP_IDE_DIR), "");
+    EXPECT_EQ(entry(KLX_APP_WIZARD), self + "\\KlWizard.exe");
+    EXPECT_EQ(cached(KLX_APP_IDE_DIR), self);
+    EXPECT_EQ(entry(KLX_APP_CVL_SETTINGS), self + "\\KlCvlSettings.exe");
+    // A filled entry is returned as it stands.
+    cached(KLX_APP_IDE_DIR) = "C:\\SDK\\IDE";
+    cached(KLX_APP_WIZARD).clear();
+    EXPECT_EQ(entry(KLX_APP_WIZARD), "C:\\SDK\\IDE\\KlWizard.exe");
 }
 
 TEST_F(AppPath, VisualCppFromTheMachineRegistry) {
     // Not installed: the directories are empty, the executables are their
     // suffixes alone.
-    EXPECT_EQ(entry(KLX_APP_MSVC71_DIR), "");
-    EXPECT_EQ(entry(KLX_APP_MSVC71_EXE), "\\DEVENV.EXE");
-    EXPECT_EQ(entry(KLX_APP_MSVC70_DIR), "");
-    EXPECT_EQ(entry(KLX_APP_MSVC70_EXE), "\\DEVENV.EXE");
-    EXPECT_EQ(entry(KLX_APP_MSVC6_BIN_DIR), "\\Common\\MSDev98\\Bin");
-    EXPECT_EQ(entry(KLX_APP_MSVC6_EXE), "\\Common\\MSDev98\\Bin\\MSDEV.EXE");
+    expectEntries({KLX_APP_MSVC71_DIR, KLX_APP_MSVC71_EXE, KLX_APP_MSVC70_DIR, KLX_APP_MSVC70_EXE,
+                   KLX_APP_MSVC6_BIN_DIR, KLX_APP_MSVC6_EXE},
+                  {"", "\\DEVENV.EXE", "", "\\DEVENV.EXE", "\\Common\\MSDev98\\Bin",
+                   "\\Common\\MSDev98\\Bin\\MSDEV.EXE"});
 
-    setRegistry(HKEY_LOCAL_MACHINE,
-                "Software\\Microsoft\\DevStudio\\6.0\\Products\\Microsoft Visual C++", "ProductDir",
+    setRegistry(HKEY_LOCAL_MACHINE, kMsvc6, "ProductDir",
                 "C:\\Program Files\\Microsoft Visual Studio\\VC98");
     setRegistry(HKEY_LOCAL_MACHINE, "Software\\Microsoft\\VisualStudio\\7.1", "InstallDir",
                 "C:\\VS2003\\Common7\\IDE\\");
     setRegistry(HKEY_LOCAL_MACHINE, "Software\\Microsoft\\VisualStudio\\7.0", "InstallDir",
                 "D:\\VS2002\\IDE");
-    // Entries that are not empty stay as they were until the reset.
-    EXPECT_EQ(entry(KLX_APP_MSVC71_EXE), "\\DEVENV.EXE");
-    EXPECT_EQ(entry(KLX_APP_MSVC6_EXE), "\\Common\\MSDev98\\Bin\\MSDEV.EXE");
-    // An empty entry is looked up again.
-    EXPECT_EQ(entry(KLX_APP_MSVC71_DIR), "C:\\VS2003\\Common7\\IDE\\");
+    // Entries that are not empty stay as they were until the reset; an empty
+    // entry is looked up again.
+    expectEntries(
+        {KLX_APP_MSVC71_EXE, KLX_APP_MSVC6_EXE, KLX_APP_MSVC71_DIR},
+        {"\\DEVENV.EXE", "\\Common\\MSDev98\\Bin\\MSDEV.EXE", "C:\\VS2003\\Common7\\IDE\\"});
 
     KLXSystem::resetAppPathTable();
     for (const std::string& value : SystemProbe::mAppPathTable)
         EXPECT_EQ(value, "");
     // A derived entry fills its base; the value's own trailing backslash stays.
     EXPECT_EQ(entry(KLX_APP_MSVC71_EXE), "C:\\VS2003\\Common7\\IDE\\\\DEVENV.EXE");
-    EXPECT_EQ(SystemProbe::mAppPathTable[KLX_APP_MSVC71_DIR], "C:\\VS2003\\Common7\\IDE\\");
+    EXPECT_EQ(cached(KLX_APP_MSVC71_DIR), "C:\\VS2003\\Common7\\IDE\\");
     EXPECT_EQ(entry(KLX_APP_MSVC70_EXE), "D:\\VS2002\\IDE\\DEVENV.EXE");
-    EXPECT_EQ(entry(KLX_APP_MSVC6_EXE),
-              "C:\\Program Files\\Microsoft Visual Studio\\Common\\MSDev98\\Bin\\MSDEV.EXE");
-    EXPECT_EQ(SystemProbe::mAppPathTable[KLX_APP_MSVC6_BIN_DIR],
-              "C:\\Program Files\\Microsoft Visual Studio\\Common\\MSDev98\\Bin");
-    EXPECT_EQ(SystemProbe::mAppPathTable[KLX_APP_MSVC6_DIR],
-              "C:\\Program Files\\Microsoft Visual Studio\\VC98");
+    const std::string vs = "C:\\Program Files\\Microsoft Visual Studio\\";
+    EXPECT_EQ(entry(KLX_APP_MSVC6_EXE), vs + "Common\\MSDev98\\Bin\\MSDEV.EXE");
+    EXPECT_EQ(cached(KLX_APP_MSVC6_BIN_DIR), vs + "Common\\MSDev98\\Bin");
+    EXPECT_EQ(cached(KLX_APP_MSVC6_DIR), vs + "VC98");
 
     // A product directory without a backslash is kept whole.
-    setRegistry(HKEY_LOCAL_MACHINE,
-                "Software\\Microsoft\\DevStudio\\6.0\\Products\\Microsoft Visual C++", "ProductDir",
-                "VC98");
+    setRegistry(HKEY_LOCAL_MACHINE, kMsvc6, "ProductDir", "VC98");
     KLXSystem::resetAppPathTable();
     EXPECT_EQ(entry(KLX_APP_MSVC6_BIN_DIR), "VC98\\Common\\MSDev98\\Bin");
 }
 
 TEST_F(AppPath, CygwinRootMachineFirstThenUser) {
     // Absent everywhere: every Cygwin entry is empty and asked again.
-    for (KLXAppType_e type :
-         {KLX_APP_CYGWIN_ROOT, KLX_APP_CYGWIN_BIN_DIR, KLX_APP_CYGWIN_DLL, KLX_APP_BASH})
-        EXPECT_EQ(entry(type), "");
+    expectEntries({KLX_APP_CYGWIN_ROOT, KLX_APP_CYGWIN_BIN_DIR, KLX_APP_CYGWIN_DLL, KLX_APP_BASH},
+                  {"", "", "", ""});
     EXPECT_EQ(&KLXSystem::getGygwinRoot(), &entry(KLX_APP_CYGWIN_ROOT));
 
     // Registered for the current user only, with forward slashes.
     setRegistry(HKEY_CURRENT_USER, kCygwinKey, "native", "C:/cygwin");
-    EXPECT_EQ(entry(KLX_APP_BASH), "C:\\cygwin\\bin\\bash");
-    EXPECT_EQ(entry(KLX_APP_CYGWIN_DLL), "C:\\cygwin\\bin\\cygwin1.dll");
-    EXPECT_EQ(entry(KLX_APP_CYGWIN_BIN_DIR), "C:\\cygwin\\bin");
-    EXPECT_EQ(KLXSystem::getGygwinRoot(), "C:\\cygwin");
+    expectEntries(
+        {KLX_APP_BASH, KLX_APP_CYGWIN_DLL, KLX_APP_CYGWIN_BIN_DIR, KLX_APP_CYGWIN_ROOT},
+        {"C:\\cygwin\\bin\\bash", "C:\\cygwin\\bin\\cygwin1.dll", "C:\\cygwin\\bin", "C:\\cygwin"});
 
     // The machine-wide install wins, but only after the reset.
     setRegistry(HKEY_LOCAL_MACHINE, kCygwinKey, "native", "D:/tools/cygwin");
@@ -129,9 +145,6 @@ TEST_F(AppPath, CygwinRootMachineFirstThenUser) {
 TEST_F(AppPath, EnvironmentEntriesFollowTheWindowsFamily) {
     // The 9x family reads the process environment.
     SystemProbe::mOsType = KLX_OS_9X;
-    unsetenv("KLLIBHOME");
-    unsetenv("KLGCCHOME");
-    unsetenv("SGT_DIR");
     for (KLXAppType_e type :
          {KLX_APP_GCC_HOME, KLX_APP_GCC_BIN_DIR, KLX_APP_ARM_ELF_GCC, KLX_APP_SGT_DIR,
           KLX_APP_LIB_HOME, KLX_APP_TCPIP_DIR, KLX_APP_M2M_DIR})
@@ -141,19 +154,16 @@ TEST_F(AppPath, EnvironmentEntriesFollowTheWindowsFamily) {
     setenv("KLGCCHOME", "/cygdrive/d/gcc", 1);
     // The Cygwin conversion keeps the drive letter as written.
     setenv("SGT_DIR", "/cygdrive/c/sgt/dir", 1);
-    EXPECT_EQ(entry(KLX_APP_TCPIP_DIR), "C:\\SDK\\lib\\tcpip");
-    EXPECT_EQ(entry(KLX_APP_M2M_DIR), "C:\\SDK\\lib\\m2m");
-    EXPECT_EQ(entry(KLX_APP_LIB_HOME), "C:\\SDK\\lib");
-    EXPECT_EQ(entry(KLX_APP_ARM_ELF_GCC), "d:\\gcc\\bin\\arm-elf-gcc.exe");
-    EXPECT_EQ(entry(KLX_APP_GCC_BIN_DIR), "d:\\gcc\\bin");
-    EXPECT_EQ(entry(KLX_APP_SGT_DIR), "c:\\sgt\\dir");
+    expectEntries({KLX_APP_TCPIP_DIR, KLX_APP_M2M_DIR, KLX_APP_LIB_HOME, KLX_APP_ARM_ELF_GCC,
+                   KLX_APP_GCC_BIN_DIR, KLX_APP_SGT_DIR},
+                  {"C:\\SDK\\lib\\tcpip", "C:\\SDK\\lib\\m2m", "C:\\SDK\\lib",
+                   "d:\\gcc\\bin\\arm-elf-gcc.exe", "d:\\gcc\\bin", "c:\\sgt\\dir"});
 
     // A resolved entry ignores later changes of its variable until the reset.
     setenv("KLLIBHOME", "E:/other", 1);
     EXPECT_EQ(entry(KLX_APP_M2M_DIR), "C:\\SDK\\lib\\m2m");
     KLXSystem::resetAppPathTable();
     EXPECT_EQ(entry(KLX_APP_M2M_DIR), "E:\\other\\m2m");
-    unsetenv("KLLIBHOME");
     unsetenv("KLGCCHOME");
     unsetenv("SGT_DIR");
 
@@ -171,28 +181,9 @@ TEST_F(AppPath, EnvironmentEntriesFollowTheWindowsFamily) {
     setRegistry(HKEY_LOCAL_MACHINE, kMachineEnvironment, "KLGCCHOME", "");
 }
 
-TEST_F(AppPath, RunningProgramDirectoryAndItsTools) {
-    // The directory of this test program, as the system names it.
-    const std::string self = fs::read_symlink("/proc/self/exe").parent_path().string();
-    EXPECT_EQ(entry(KLX_APP_EXE_DIR), self);
-    EXPECT_EQ(SystemProbe::mAppPathTable[KLX_APP_IDE_DIR], "");
-    EXPECT_EQ(entry(KLX_APP_WIZARD), self + "\\KlWizard.exe");
-    EXPECT_EQ(SystemProbe::mAppPathTable[KLX_APP_IDE_DIR], self);
-    EXPECT_EQ(entry(KLX_APP_CVL_SETTINGS), self + "\\KlCvlSettings.exe");
-    // A filled entry is returned as it stands.
-    SystemProbe::mAppPathTable[KLX_APP_IDE_DIR] = "C:\\SDK\\IDE";
-    SystemProbe::mAppPathTable[KLX_APP_WIZARD].clear();
-    EXPECT_EQ(entry(KLX_APP_WIZARD), "C:\\SDK\\IDE\\KlWizard.exe");
-}
-
-TEST_F(AppPath, CommandInterpreterInTheWindowsDirectory) {
-    EXPECT_EQ(entry(KLX_APP_CMD), "C:\\windows\\system32\\cmd.exe");
-}
-
 TEST_F(AppPath, EclipseFromTheSettingsObject) {
     ASSERT_EQ(KLXCorvaleSettings::Instance, nullptr);
-    EXPECT_EQ(entry(KLX_APP_ECLIPSE_DIR), "");
-    EXPECT_EQ(entry(KLX_APP_ECLIPSE_EXE), "");
+    expectEntries({KLX_APP_ECLIPSE_DIR, KLX_APP_ECLIPSE_EXE}, {"", ""});
 
     const fs::path rc = klxtest::freshDir("eclipse") / "project.cvlrc";
     klxtest::writeBytes(rc, "export KL_CVL_IDE_ECLIPSE=\"C:/SDK/Eclipse/V3.2\"\n");
@@ -201,8 +192,8 @@ TEST_F(AppPath, EclipseFromTheSettingsObject) {
         KLXCorvaleSettings settings(nullptr, config);
         ASSERT_EQ(KLXCorvaleSettings::Instance, &settings);
         // Found at the next request, unconverted from the element's value.
-        EXPECT_EQ(entry(KLX_APP_ECLIPSE_EXE), "C:\\SDK\\Eclipse\\V3.2\\eclipse.exe");
-        EXPECT_EQ(entry(KLX_APP_ECLIPSE_DIR), "C:\\SDK\\Eclipse\\V3.2");
+        expectEntries({KLX_APP_ECLIPSE_EXE, KLX_APP_ECLIPSE_DIR},
+                      {"C:\\SDK\\Eclipse\\V3.2\\eclipse.exe", "C:\\SDK\\Eclipse\\V3.2"});
     }
     // The cached entry outlives the object until the reset.
     EXPECT_EQ(entry(KLX_APP_ECLIPSE_DIR), "C:\\SDK\\Eclipse\\V3.2");

@@ -34,16 +34,16 @@ struct Var : KLXEnvVar {
     Var(std::string name, std::string separator) : KLXEnvVar(name, separator) {}
 };
 
-fs::path driveC() {
+fs::path batch(const char* name) {
     fs::path drive = fs::path(std::getenv("KLX_PREFIX")) / "drive_c";
     fs::create_directories(drive);
-    return drive;
+    return drive / name;
 }
 fs::path autoexec() {
-    return driveC() / "autoexec.bat";
+    return batch("autoexec.bat");
 }
 fs::path klenv() {
-    return driveC() / "klenv.bat";
+    return batch("klenv.bat");
 }
 
 // Puts `bytes` in the file, or removes it for kMissing.
@@ -170,14 +170,10 @@ TEST(ApplyChanges, EnvironmentBatchFileAccumulatesOnBothFamilies) {
         EXPECT_FALSE(fs::exists(klenv()));
         EXPECT_EQ(System::mAppPathTable[KLX_APP_GCC_HOME], "C:\\gcc");
     }
-}
-
-TEST(ApplyChanges, NtWritesOnlyTheEnvironmentBatchFile) {
-    place(autoexec(), kMissing);
-    place(klenv(), kMissing);
+    // NT creates no boot batch file; added items are joined with the entry's
+    // own separator.
     apply(KLX_OS_NT, {{"KLTOOLS", "", "T"}, {"PATH", ",", "v", "X", "Y"}});
     EXPECT_FALSE(fs::exists(autoexec()));
-    // The added items are joined with the entry's own separator.
     EXPECT_EQ(linesOf(klenv()), (Lines{"SET KLTOOLS=T", "SET PATH=X,%PATH%"}));
 }
 

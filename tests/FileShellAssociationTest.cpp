@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -29,8 +28,9 @@ struct KeyProbe : KLXRegistryKey {
     using KLXRegistryKey::KLXRegistryKey;
 };
 
-// Every value of the key, sorted by name, as "[name]=text" lines.
-std::string keyContent(HKEY root, std::string path) {
+// Every value of the HKEY_CLASSES_ROOT key (or `root`), sorted by name, as
+// "[name]=text" lines.
+std::string keyContent(std::string path, HKEY root = HKEY_CLASSES_ROOT) {
     KeyProbe key(root, path);
     std::vector<std::string> names;
     key.getValueNames(names);
@@ -41,107 +41,85 @@ std::string keyContent(HKEY root, std::string path) {
     return content;
 }
 
-// A program image whose version resource names the product (none when
-// `product` is empty) under the translation 0409/04b0.
-std::string programImage(const std::u16string& product) {
-    std::vector<std::pair<std::u16string, std::u16string>> strings = {{u"CompanyName", u"Keldmar"}};
-    if (!product.empty())
-        strings.push_back({u"ProductName", product});
-    return klxtest::peImage(
-        false, {{16, klxtest::versionTree(klxtest::fixedFileInfo(0x10000, 0, 0x10000, 0),
-                                          {{u"040904b0", strings}}, {{0x0409, 0x04b0}})}});
+void associate(std::string extension, KLXAppType_e type, std::string arguments) {
+    KLXFileShellAssociation(extension).setApplication(type, arguments);
 }
 
 class FileShellAssociation : public ::testing::Test {
 protected:
-    // A registry and C: drive of its own for each test, and a table of tool
-    // locations that the test fills itself.
+    // A registry and C: drive of its own for each test.
     void SetUp() override {
         mRoot = klxtest::freshDir(::testing::UnitTest::GetInstance()->current_test_info()->name());
         setenv("KLX_PREFIX", (mRoot / "prefix").c_str(), 1);
         KLXSystem::resetAppPathTable();
-        fs::create_directories(drive());
+        fs::create_directories(mRoot / "prefix");
     }
     void TearDown() override { KLXSystem::resetAppPathTable(); }
 
-    fs::path drive() const { return mRoot / "prefix" / "drive_c"; }
     // Writes C:\Program Files\Keldmar\<name> and makes it the tool `type`.
     void install(KLXAppType_e type, const std::string& name, const std::string& bytes) {
-        fs::create_directories(drive() / "Program Files" / "Keldmar");
-        klxtest::writeBytes(drive() / "Program Files" / "Keldmar" / name, bytes);
+        const fs::path dir = mRoot / "prefix" / "drive_c" / "Program Files" / "Keldmar";
+        fs::create_directories(dir);
+        klxtest::writeBytes(dir / name, bytes);
         SystemProbe::mAppPathTable[type] = "C:\\Program Files\\Keldmar\\" + name;
     }
 
     fs::path mRoot;
 };
 
-TEST_F(FileShellAssociation, FileTypeOfTheExtension) {
+const char kWizard[] = "\"C:\\Program Files\\Keldmar\\KlWizard.exe\"";
+
+TEST_F(FileShellAssociation, FileTypeDescriptionAndOpenCommand) {
     // No key, or a key without default value: the extension gets a file type
     // of its own at once, in HKEY_CLASSES_ROOT only.
     std::string scs = ".scs", cvlrc = ".cvlrc", other = "other", value = "x";
-    { KLXFileShellAssociation association(scs); }
+    KLXFileShellAssociation association(scs);
     KLXRegistryKey(HKEY_CLASSES_ROOT, cvlrc).setValue(other, value);
-    { KLXFileShellAssociation association(cvlrc); }
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, ".scs"), "[]=FileAssoc.scs\n");
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, ".cvlrc"), "[]=FileAssoc.cvlrc\n[other]=x\n");
-    EXPECT_EQ(keyContent(HKEY_CURRENT_USER, ".scs"), "");
-    EXPECT_EQ(keyContent(HKEY_LOCAL_MACHINE, ".scs"), "");
+    { KLXFileShellAssociation unused(cvlrc); }
+    EXPECT_EQ(keyContent(".scs"), "[]=FileAssoc.scs\n");
+    EXPECT_EQ(keyContent(".cvlrc"), "[]=FileAssoc.cvlrc\n[other]=x\n");
+    EXPECT_EQ(keyContent(".scs", HKEY_CURRENT_USER) + keyContent(".scs", HKEY_LOCAL_MACHINE), "");
+
+    // The path is quoted, %1 is not; empty arguments leave two blanks.
+    install(KLX_APP_WIZARD, "KlWizard.exe", klxtest::productImage(1, 0, u"Corvale Wizard \u00e9"));
+    install(KLX_APP_CVL_SETTINGS, "KlCvlSettings.exe",
+            klxtest::productImage(1, 0, u"Corvale Settings"));
+    const std::string command = "FileAssoc.scs\\shell\\open\\command";
+    std::string arguments = "-f", none, twoArguments = "-f -q";
+    association.setApplication(KLX_APP_WIZARD, arguments);
+    EXPECT_EQ(keyContent("FileAssoc.scs"), "[]=Corvale Wizard \xc3\xa9\n");
+    EXPECT_EQ(keyContent(command), "[]=" + std::string(kWizard) + " -f %1\n");
+    association.setApplication(KLX_APP_WIZARD, none);
+    EXPECT_EQ(keyContent(command), "[]=" + std::string(kWizard) + "  %1\n");
+    // Binding again to another program leaves only the second one.
+    association.setApplication(KLX_APP_CVL_SETTINGS, twoArguments);
+    EXPECT_EQ(keyContent("FileAssoc.scs"), "[]=Corvale Settings\n");
+    EXPECT_EQ(keyContent(command),
+              "[]=\"C:\\Program Files\\Keldmar\\KlCvlSettings.exe\" -f -q %1\n");
+    EXPECT_EQ(keyContent(".scs"), "[]=FileAssoc.scs\n");
+    // A copy works on the same extension key.
+    KLXFileShellAssociation(association).setApplication(KLX_APP_WIZARD, arguments);
+    EXPECT_EQ(keyContent("FileAssoc.scs"), "[]=Corvale Wizard \xc3\xa9\n");
 
     // A file type set by another program is kept, and binding changes that
     // file type rather than making a new one.
-    std::string ext = ".prj", none, foreign = "Other.Project";
-    KLXRegistryKey(HKEY_CLASSES_ROOT, ext).setValue(none, foreign);
-    install(KLX_APP_WIZARD, "KlWizard.exe", programImage(u"Corvale Wizard"));
-    std::string arguments = "-f";
-    KLXFileShellAssociation(ext).setApplication(KLX_APP_WIZARD, arguments);
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, ".prj"), "[]=Other.Project\n");
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, "Other.Project"), "[]=Corvale Wizard\n");
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, "Other.Project\\shell\\open\\command"),
-              "[]=\"C:\\Program Files\\Keldmar\\KlWizard.exe\" -f %1\n");
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, "FileAssoc.prj"), "");
-}
-
-TEST_F(FileShellAssociation, DescriptionAndOpenCommand) {
-    install(KLX_APP_WIZARD, "KlWizard.exe", programImage(u"Corvale Wizard \u00e9"));
-    install(KLX_APP_CVL_SETTINGS, "KlCvlSettings.exe", programImage(u"Corvale Settings"));
-    std::string scs = ".scs", arguments = "-f", none;
-    KLXFileShellAssociation association(scs);
-    const std::string command = "FileAssoc.scs\\shell\\open\\command";
-
-    // The path is quoted, %1 is not; empty arguments leave two blanks.
-    association.setApplication(KLX_APP_WIZARD, arguments);
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, "FileAssoc.scs"), "[]=Corvale Wizard \xc3\xa9\n");
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, command),
-              "[]=\"C:\\Program Files\\Keldmar\\KlWizard.exe\" -f %1\n");
-    association.setApplication(KLX_APP_WIZARD, none);
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, command),
-              "[]=\"C:\\Program Files\\Keldmar\\KlWizard.exe\"  %1\n");
-
-    // Binding again to another program leaves only the second one.
-    std::string twoArguments = "-f -q";
-    association.setApplication(KLX_APP_CVL_SETTINGS, twoArguments);
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, "FileAssoc.scs"), "[]=Corvale Settings\n");
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, command),
-              "[]=\"C:\\Program Files\\Keldmar\\KlCvlSettings.exe\" -f -q %1\n");
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, ".scs"), "[]=FileAssoc.scs\n");
-
-    // A copy works on the same extension key.
-    KLXFileShellAssociation copy(association);
-    copy.setApplication(KLX_APP_WIZARD, arguments);
-    EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, "FileAssoc.scs"), "[]=Corvale Wizard \xc3\xa9\n");
+    std::string prj = ".prj", foreign = "Other.Project";
+    KLXRegistryKey(HKEY_CLASSES_ROOT, prj).setValue(none, foreign);
+    associate(".prj", KLX_APP_WIZARD, "-f");
+    EXPECT_EQ(keyContent(".prj"), "[]=Other.Project\n");
+    EXPECT_EQ(keyContent("Other.Project"), "[]=Corvale Wizard \xc3\xa9\n");
+    EXPECT_EQ(keyContent("Other.Project\\shell\\open\\command"),
+              "[]=" + std::string(kWizard) + " -f %1\n");
+    EXPECT_EQ(keyContent("FileAssoc.prj"), "");
 }
 
 TEST_F(FileShellAssociation, ProgramsThatCannotBeBound) {
-    std::string arguments = "-f";
-    auto bindFails = [&](const char* extension, KLXAppType_e type) {
-        std::string name = extension;
-        KLXFileShellAssociation(name).setApplication(type, arguments);
-        const std::string fileType = std::string("FileAssoc") + extension;
-        EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, fileType) +
-                      keyContent(HKEY_CLASSES_ROOT, fileType + "\\shell\\open\\command"),
-                  "")
+    auto bindFails = [&](const std::string& extension, KLXAppType_e type) {
+        associate(extension, type, "-f");
+        const std::string fileType = "FileAssoc" + extension;
+        EXPECT_EQ(keyContent(fileType) + keyContent(fileType + "\\shell\\open\\command"), "")
             << extension;
-        EXPECT_EQ(keyContent(HKEY_CLASSES_ROOT, extension), "[]=" + fileType + "\n");
+        EXPECT_EQ(keyContent(extension), "[]=" + fileType + "\n");
     };
     // The wizard as the table finds it beside this test program: the file is
     // not there, so it has no product name.
@@ -149,12 +127,12 @@ TEST_F(FileShellAssociation, ProgramsThatCannotBeBound) {
     bindFails(".a", KLX_APP_WIZARD);
     // An image without version resource, one without a product name, and a
     // file that is no image at all.
-    install(KLX_APP_WIZARD, "KlWizard.exe", klxtest::peImage(false, {}));
-    bindFails(".b", KLX_APP_WIZARD);
-    install(KLX_APP_WIZARD, "KlWizard.exe", programImage(u""));
-    bindFails(".c", KLX_APP_WIZARD);
-    install(KLX_APP_WIZARD, "KlWizard.exe", "MZ not an image");
-    bindFails(".d", KLX_APP_WIZARD);
+    const std::string images[] = {klxtest::peImage(false, {}), klxtest::productImage(1, 0, u""),
+                                  "MZ not an image"};
+    for (const std::string& image : images) {
+        install(KLX_APP_WIZARD, "KlWizard.exe", image);
+        bindFails(".b" + std::to_string(&image - images), KLX_APP_WIZARD);
+    }
     // No path at all: no settings object names an Eclipse, and a number
     // outside the table names no tool. Whatever product name the version
     // object falls back on, nothing is bound.

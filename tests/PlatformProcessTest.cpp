@@ -17,6 +17,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -96,49 +97,40 @@ TEST(PlatformProcess, SplitCommandLine) {
         EXPECT_EQ(splitCommandLine(c.line), c.arguments) << "line: " << c.line;
 }
 
-TEST(PlatformProcess, SpawnWaiting) {
-    EXPECT_EQ(spawnProcess("/bin/sh", "sh -c \"exit 0\"", true), 0);
-    EXPECT_EQ(spawnProcess("/bin/sh", "sh -c \"exit 3\"", true), 3);
-    // The host keeps the low 8 bits of an exit status; 259 is not mistaken
-    // for a child that still runs.
-    EXPECT_EQ(spawnProcess("/bin/sh", "sh -c \"exit 259\"", true), 259 & 0xFF);
-    EXPECT_EQ(spawnProcess("/bin/sh", "sh -c \"kill -KILL $$\"", true), 128 + SIGKILL);
+TEST(PlatformProcess, SpawnWaitingAndDetached) {
+    // Exit codes keep the host's low 8 bits (259 is not mistaken for a child
+    // that still runs), a signal gives 128 + it, and arguments split as the C
+    // runtime splits them.
+    const std::pair<const char*, int> waited[] = {{"sh -c \"exit 0\"", 0},
+                                                  {"sh -c \"exit 3\"", 3},
+                                                  {"sh -c \"exit 259\"", 259 & 0xFF},
+                                                  {"sh -c \"kill -KILL $$\"", 128 + SIGKILL},
+                                                  {"sh -c \"exit $#\" sh a b c", 3},
+                                                  {"sh -c \"exit $#\" sh \"a b\" c", 2},
+                                                  {"sh -c \"exit $#\" sh \"\" c", 2}};
+    for (const auto& each : waited)
+        EXPECT_EQ(spawnProcess("/bin/sh", each.first, true), each.second) << each.first;
 
-    // Arguments split as the C runtime splits them: a blank separates unless
-    // it is quoted.
-    EXPECT_EQ(spawnProcess("/bin/sh", "sh -c \"exit $#\" sh a b c", true), 3);
-    EXPECT_EQ(spawnProcess("/bin/sh", "sh -c \"exit $#\" sh \"a b\" c", true), 2);
-    EXPECT_EQ(spawnProcess("/bin/sh", "sh -c \"exit $#\" sh \"\" c", true), 2);
-
-    const std::string missing = (klxtest::freshDir("spawn") / "missing").string();
-    EXPECT_EQ(spawnProcess(missing, "missing", true), -1);
-    EXPECT_EQ(spawnProcess(missing, "missing", false), -1);
-    EXPECT_EQ(spawnProcess("", "", true), -1);
-    EXPECT_EQ(spawnProcess("/", "x", true), -1);
-    // A file that cannot be executed does not start.
+    // Missing, empty, a directory and a file that cannot be executed: nothing starts.
     const fs::path plain = klxtest::freshDir("spawn") / "plain";
     klxtest::writeBytes(plain, "not a program\n");
-    EXPECT_EQ(spawnProcess(plain.string(), "plain", true), -1);
-}
+    const std::string missing = (plain.parent_path() / "missing").string();
+    EXPECT_EQ(spawnProcess(missing, "missing", false), -1);
+    for (const std::string& program : {missing, std::string(), std::string("/"), plain.string()})
+        EXPECT_EQ(spawnProcess(program, "x", true), -1) << program;
 
-TEST(PlatformProcess, SpawnDetachedLeavesNoZombie) {
-    int pid = spawnProcess("/bin/sh", "sh -c \"exit 5\"", false);
-    ASSERT_GT(pid, 0);
-    // Reaped without the caller's help, and no longer the caller's child.
-    EXPECT_TRUE(vanishes(pid));
-    errno = 0;
-    EXPECT_EQ(waitpid(pid, nullptr, WNOHANG), -1);
-    EXPECT_EQ(errno, ECHILD);
-
-    // Several at once.
+    // Detached children are reaped without the caller's help and are no
+    // longer the caller's children.
     std::vector<int> pids;
     for (int i = 0; i < 5; ++i)
-        pids.push_back(spawnProcess("/bin/sh", "sh -c \"exit 0\"", false));
+        pids.push_back(spawnProcess("/bin/sh", "sh -c \"exit 5\"", false));
     for (int each : pids) {
         ASSERT_GT(each, 0);
         EXPECT_TRUE(vanishes(each));
+        errno = 0;
+        EXPECT_EQ(waitpid(each, nullptr, WNOHANG), -1);
+        EXPECT_EQ(errno, ECHILD);
     }
-
     // The caller's own children are left for the caller to wait for.
     pid_t own = fork();
     if (own == 0)
@@ -151,55 +143,46 @@ TEST(PlatformProcess, SpawnDetachedLeavesNoZombie) {
 }
 
 TEST(PlatformProcess, Capture) {
-    CaptureResult hello = shell("printf hello; exit 3");
-    EXPECT_EQ(hello.output, "hello");
-    EXPECT_EQ(hello.exitCode, 3);
-    EXPECT_EQ(hello.error, 0u);
-    EXPECT_FALSE(hello.outputTruncated);
-
-    CaptureResult nothing = shell("exit 0");
-    EXPECT_EQ(nothing.output, "");
-    EXPECT_EQ(nothing.exitCode, 0);
-
-    // Bytes as they came: line ends and NULs included.
-    EXPECT_EQ(shell("printf 'a\\r\\nb\\0c'").output, std::string("a\r\nb\0c", 6));
-    EXPECT_EQ(captureProcess("/bin/sh", "sh -c \"printf '[%s]' \\\"$@\\\"\" sh a \"\" d").output,
-              "[a][][d]");
-    EXPECT_EQ(captureProcess("/bin/sh", "sh -c \"printf '[%s]' \\\"$@\\\"\" sh a \"b c\" d").output,
-              "[a][b c][d]");
-
-    // Standard error is never part of the result.
-    EXPECT_EQ(shell("printf err >&2; printf out").output, "out");
-
-    // Megabytes on either stream do not stall the run.
-    CaptureResult big = shell("head -c 5000000 /dev/zero");
-    EXPECT_EQ(big.output.size(), 5000000u);
-    EXPECT_EQ(big.exitCode, 0);
-    CaptureResult bigError = shell("head -c 5000000 /dev/zero >&2; printf done; exit 4");
-    EXPECT_EQ(bigError.output, "done");
-    EXPECT_EQ(bigError.exitCode, 4);
-
-    // A limit keeps the first bytes and still drains the rest.
-    CaptureResult limited = shell("head -c 3000000 /dev/zero | tr '\\0' x; exit 2", 4096);
-    EXPECT_EQ(limited.output, std::string(4096, 'x'));
-    EXPECT_TRUE(limited.outputTruncated);
-    EXPECT_EQ(limited.exitCode, 2);
-    CaptureResult exact = shell("printf abcd", 4);
-    EXPECT_EQ(exact.output, "abcd");
-    EXPECT_FALSE(exact.outputTruncated);
-
-    // The child's input is at its end at once.
-    EXPECT_EQ(shell("cat; printf end").output, "end");
-
-    // Ended by a signal: 128 + the signal.
-    EXPECT_EQ(shell("kill -TERM $$").exitCode, 128 + SIGTERM);
-    EXPECT_EQ(shell("exit 259").exitCode, 259 & 0xFF);
-
-    // The run ends with the child, not with a grandchild that keeps its
-    // output open; what the grandchild writes later is not taken.
-    CaptureResult early = shell("(sleep 2; printf late) & printf x");
-    EXPECT_EQ(early.output, "x");
-    EXPECT_EQ(early.exitCode, 0);
+    const std::size_t none = static_cast<std::size_t>(-1);
+    struct Case {
+        const char* script;
+        std::size_t limit;
+        std::string output;
+        int exitCode;
+        bool truncated;
+    };
+    const Case cases[] = {
+        {"printf hello; exit 3", none, "hello", 3, false},
+        {"exit 0", none, "", 0, false},
+        // Bytes as they came: line ends and NULs included.
+        {"printf 'a\\r\\nb\\0c'", none, std::string("a\r\nb\0c", 6), 0, false},
+        // Standard error is never part of the result.
+        {"printf err >&2; printf out", none, "out", 0, false},
+        // Megabytes on either stream do not stall the run.
+        {"head -c 5000000 /dev/zero", none, std::string(5000000, '\0'), 0, false},
+        {"head -c 5000000 /dev/zero >&2; printf done; exit 4", none, "done", 4, false},
+        // A limit keeps the first bytes and still drains the rest.
+        {"head -c 3000000 /dev/zero | tr '\\0' x; exit 2", 4096, std::string(4096, 'x'), 2, true},
+        {"printf abcd", 4, "abcd", 0, false},
+        // The child's input is at its end at once.
+        {"cat; printf end", none, "end", 0, false},
+        {"kill -TERM $$", none, "", 128 + SIGTERM, false},
+        {"exit 259", none, "", 259 & 0xFF, false},
+        // The run ends with the child, not with a grandchild that keeps its
+        // output open; what the grandchild writes later is not taken.
+        {"(sleep 2; printf late) & printf x", none, "x", 0, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.script);
+        CaptureResult result = shell(c.script, c.limit);
+        EXPECT_EQ(result.output, c.output);
+        EXPECT_EQ(result.exitCode, c.exitCode);
+        EXPECT_EQ(result.outputTruncated, c.truncated);
+        EXPECT_EQ(result.error, 0u);
+    }
+    const std::string echo = "sh -c \"printf '[%s]' \\\"$@\\\"\" sh a ";
+    EXPECT_EQ(captureProcess("/bin/sh", echo + "\"\" d").output, "[a][][d]");
+    EXPECT_EQ(captureProcess("/bin/sh", echo + "\"b c\" d").output, "[a][b c][d]");
 
     CaptureResult missing = captureProcess("C:\\no\\such\\program", "x");
     EXPECT_EQ(missing.exitCode, -1);
@@ -237,32 +220,27 @@ TEST(PlatformProcess, ChildInheritsOnlyStandardHandlesAndDefaultSignals) {
 TEST(PlatformProcess, ProgramResolution) {
     // "C:\Tools" lives in the prefix; names match without regard to case.
     const fs::path tools = klx::platform::hostPath("C:\\Tools");
-    fs::create_directories(tools);
-    writeScript(tools / "tool", "printf plain");
-    writeScript(tools / "other.exe", "printf exe; exit 9");
-    writeScript(tools / "both", "printf both");
-    writeScript(tools / "both.exe", "printf both.exe");
     fs::create_directories(tools / "dir.exe");
-
-    EXPECT_EQ(captureProcess("C:\\tools\\tool.exe", "tool").output, "plain");
-    EXPECT_EQ(captureProcess("c:/TOOLS/Tool.EXE", "tool").output, "plain");
-    CaptureResult other = captureProcess("C:\\Tools\\other", "other");
-    EXPECT_EQ(other.output, "exe");
-    EXPECT_EQ(other.exitCode, 9);
-    EXPECT_EQ(captureProcess("/cygdrive/c/tools/OTHER", "x").output, "exe");
+    for (const char* name : {"tool", "other.exe", "both", "both.exe"})
+        writeScript(tools / name, std::string("printf ") + name + "; exit 9");
     writeScript(tools / "quiet.exe", "exit 6");
+    // The exact name first, else the one alternative with or without ".exe".
+    const std::pair<const char*, const char*> found[] = {
+        {"C:\\tools\\tool.exe", "tool"},   {"c:/TOOLS/Tool.EXE", "tool"},
+        {"C:\\Tools\\other", "other.exe"}, {"/cygdrive/c/tools/OTHER", "other.exe"},
+        {"C:\\Tools\\both", "both"},       {"C:\\Tools\\both.exe", "both.exe"}};
+    for (const auto& each : found) {
+        CaptureResult result = captureProcess(each.first, "x");
+        EXPECT_EQ(result.output, each.second) << each.first;
+        EXPECT_EQ(result.exitCode, 9) << each.first;
+    }
     EXPECT_EQ(spawnProcess("C:\\Tools\\QUIET", "quiet", true), 6);
-    // The exact name first.
-    EXPECT_EQ(captureProcess("C:\\Tools\\both", "both").output, "both");
-    EXPECT_EQ(captureProcess("C:\\Tools\\both.exe", "both").output, "both.exe");
 
-    // Only the one alternative: no ".exe" added to a name with an extension,
-    // none removed twice, directories are not programs.
-    EXPECT_EQ(programHostPath("C:\\Tools\\tool.sh"), "");
-    EXPECT_EQ(programHostPath("C:\\Tools\\tool.exe.exe"), "");
-    EXPECT_EQ(programHostPath("C:\\Tools\\dir"), "");
-    EXPECT_EQ(programHostPath("C:\\Tools\\.exe"), "");
-    EXPECT_EQ(programHostPath("C:\\Tools\\"), "");
+    // No ".exe" added to a name with an extension, none removed twice,
+    // directories are not programs.
+    for (const char* name : {"C:\\Tools\\tool.sh", "C:\\Tools\\tool.exe.exe", "C:\\Tools\\dir",
+                             "C:\\Tools\\.exe", "C:\\Tools\\"})
+        EXPECT_EQ(programHostPath(name), "") << name;
     EXPECT_EQ(programHostPath("C:\\Tools\\tool"), (tools / "tool").string());
     EXPECT_EQ(programHostPath("C:\\Tools\\OTHER"), (tools / "other.exe").string());
 }

@@ -99,47 +99,41 @@ TEST_F(ProcessRunner, CaptureTakesShortStandardOutputAndTheExitCode) {
     std::string cmd = "C:\\Tools\\x.exe";
     Args args{"hello"};
     int code = 99;
-    std::string& first = KLXSystem::runGetOutput(cmd, args, &code);
-    EXPECT_EQ(first, "hello"); // standard error is not part of it
-    EXPECT_EQ(code, 3);
+    std::string& shared = KLXSystem::runGetOutput(cmd, args, &code);
     // The process now stands in the tool's directory.
     EXPECT_EQ(fs::current_path(), fs::canonical(drive() / "Tools"));
-
-    args = {"5"};
-    std::string& second = KLXSystem::runGetOutput(cmd, args, &code);
-    EXPECT_EQ(&second, &first);
-    EXPECT_EQ(second, "");
-    EXPECT_EQ(code, 5);
-
-    // Only output shorter than the 4096-byte buffer is kept.
-    args = {"size", "4095"};
-    EXPECT_EQ(KLXSystem::runGetOutput(cmd, args, &code), std::string(4095, 'a'));
-    EXPECT_EQ(code, 4);
-    for (const char* size : {"4096", "100000"}) {
-        args = {"size", size};
+    // Standard error is not part of it; only output shorter than the
+    // 4096-byte buffer is kept; a zero byte ends the text; a child that floods
+    // standard error ends. Every result is the one shared string.
+    const struct {
+        Args args;
+        std::string output;
+        int code;
+    } cases[] = {{{"hello"}, "hello", 3},
+                 {{"5"}, "", 5},
+                 {{"size", "4095"}, std::string(4095, 'a'), 4},
+                 {{"size", "4096"}, "", 4},
+                 {{"size", "100000"}, "", 4},
+                 {{"nul"}, "ab", 0},
+                 {{"stderr"}, "", 6}};
+    for (const auto& c : cases) {
+        args = c.args;
         code = 99;
-        EXPECT_EQ(KLXSystem::runGetOutput(cmd, args, &code), "");
-        EXPECT_EQ(code, 4);
+        std::string& result = KLXSystem::runGetOutput(cmd, args, &code);
+        EXPECT_EQ(&result, &shared);
+        EXPECT_EQ(result, c.output) << args[0];
+        EXPECT_EQ(code, c.code) << args[0];
     }
-    // A zero byte ends the text; a child that floods standard error ends.
-    args = {"nul"};
-    EXPECT_EQ(KLXSystem::runGetOutput(cmd, args, &code), "ab");
-    EXPECT_EQ(code, 0);
-    args = {"stderr"};
-    EXPECT_EQ(KLXSystem::runGetOutput(cmd, args, &code), "");
-    EXPECT_EQ(code, 6);
 
     // Nothing started: the shared result, empty, with -1.
     std::string missing = "C:\\Tools\\missing.exe";
-    code = 99;
-    EXPECT_EQ(&KLXSystem::runGetOutput(missing, args, &code), &first);
-    EXPECT_EQ(first, "");
+    EXPECT_EQ(&KLXSystem::runGetOutput(missing, args, &code), &shared);
+    EXPECT_EQ(shared, "");
     EXPECT_EQ(code, -1);
     // A tool without a path: the module's empty string, code untouched.
-    code = 99;
     EXPECT_EQ(&KLXSystem::runGetOutput(KLX_APP_MSVC70_DIR, args, &code),
               &SystemProbe::mTheEmptyString);
-    EXPECT_EQ(code, 99);
+    EXPECT_EQ(code, -1);
     // A tool with a path.
     setenv("SGT_DIR", "/cygdrive/c/Tools/x", 1);
     args = {"hello"};

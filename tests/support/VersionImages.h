@@ -219,6 +219,18 @@ inline std::string sampleVersionTree() {
         {{0x0409, 0x04b0}, {0x0407, 0x04e4}});
 }
 
+// An image whose only translation 0409/04b0 has a ProductName `product` (no
+// ProductName when empty) and a CompanyName.
+inline std::string productImage(std::uint32_t productMS, std::uint32_t productLS,
+                                const std::u16string& product) {
+    std::vector<std::pair<std::u16string, std::u16string>> strings = {{u"CompanyName", u"Keldmar"}};
+    if (!product.empty())
+        strings.push_back({u"ProductName", product});
+    return peImage(false,
+                   {{16, versionTree(fixedFileInfo(0x00090009u, 0x00090009u, productMS, productLS),
+                                     {{u"040904b0", strings}}, {{0x0409, 0x04b0}})}});
+}
+
 } // namespace klxtest
 
 #endif // KLX_TEST_VERSION_IMAGES_H
