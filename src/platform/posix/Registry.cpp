@@ -194,6 +194,19 @@ RegistryKeyResult openKey(HKEY parent, const std::string& path, bool create) {
     return result;
 }
 
+// Runs `call(store, id)` on the store and key id behind an open handle, under
+// the registry's lock; the handle's error when it names no open key.
+template <typename Call> DWORD withKey(HKEY key, Call call) {
+    Registry& state = registry();
+    std::lock_guard<std::mutex> lock(state.guard);
+    std::int64_t id = 0;
+    DWORD error = ERROR_SUCCESS;
+    RegistryStore* store = storeOfKey(state, key, id, error);
+    if (store == nullptr)
+        return error;
+    return call(*store, id);
+}
+
 } // namespace
 
 RegistryKeyResult createRegistryKey(HKEY parent, const std::string& path) {
@@ -218,14 +231,9 @@ DWORD queryRegistryValue(HKEY key, const std::string& name, std::string& data, D
     if (valueName.size() > kMaxValueName)
         return ERROR_FILE_NOT_FOUND;
 
-    Registry& state = registry();
-    std::lock_guard<std::mutex> lock(state.guard);
-    std::int64_t id = 0;
-    DWORD error = ERROR_SUCCESS;
-    RegistryStore* store = storeOfKey(state, key, id, error);
-    if (store == nullptr)
-        return error;
-    return store->queryValue(id, valueName, data, type);
+    return withKey(key, [&](RegistryStore& store, std::int64_t id) {
+        return store.queryValue(id, valueName, data, type);
+    });
 }
 
 DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void* data,
@@ -237,38 +245,21 @@ DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void
     if (size > 0xFFFFFFFFu || (data == nullptr && size != 0))
         return ERROR_INVALID_PARAMETER;
 
-    Registry& state = registry();
-    std::lock_guard<std::mutex> lock(state.guard);
-    std::int64_t id = 0;
-    DWORD error = ERROR_SUCCESS;
-    RegistryStore* store = storeOfKey(state, key, id, error);
-    if (store == nullptr)
-        return error;
-    return store->setValue(id, valueName, type, data, size);
+    return withKey(key, [&](RegistryStore& store, std::int64_t id) {
+        return store.setValue(id, valueName, type, data, size);
+    });
 }
 
 DWORD enumerateRegistryValueNames(HKEY key, std::vector<std::string>& names) {
     names.clear();
-    Registry& state = registry();
-    std::lock_guard<std::mutex> lock(state.guard);
-    std::int64_t id = 0;
-    DWORD error = ERROR_SUCCESS;
-    RegistryStore* store = storeOfKey(state, key, id, error);
-    if (store == nullptr)
-        return error;
-    return store->valueNames(id, names);
+    return withKey(
+        key, [&](RegistryStore& store, std::int64_t id) { return store.valueNames(id, names); });
 }
 
 DWORD queryRegistryValueCount(HKEY key, DWORD& count) {
     count = 0;
-    Registry& state = registry();
-    std::lock_guard<std::mutex> lock(state.guard);
-    std::int64_t id = 0;
-    DWORD error = ERROR_SUCCESS;
-    RegistryStore* store = storeOfKey(state, key, id, error);
-    if (store == nullptr)
-        return error;
-    return store->countValues(id, count);
+    return withKey(
+        key, [&](RegistryStore& store, std::int64_t id) { return store.countValues(id, count); });
 }
 
 } // namespace platform
