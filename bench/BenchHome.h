@@ -3,6 +3,8 @@
 #ifndef KLX_BENCH_HOME_H
 #define KLX_BENCH_HOME_H
 
+#include <benchmark/benchmark.h>
+
 #include <stdlib.h>
 
 #include <cstdlib>
@@ -25,6 +27,22 @@ inline const std::filesystem::path& benchDir() {
 inline void removeBenchDir() {
     std::error_code ignored;
     std::filesystem::remove_all(benchDir(), ignored);
+}
+
+// A benchmark program's main: the registered benchmarks run in the throwaway
+// home, after `prepare` and before `finish` when given.
+inline int runBenchmarksAtHome(int argc, char** argv, void (*prepare)() = nullptr,
+                               void (*finish)() = nullptr) {
+    benchmark::Initialize(&argc, argv);
+    benchDir();
+    if (prepare)
+        prepare();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    if (finish)
+        finish();
+    removeBenchDir();
+    return 0;
 }
 
 #endif // KLX_BENCH_HOME_H

@@ -102,10 +102,5 @@ BENCHMARK_CAPTURE(DirectCapture, touched2GiB, true)->UseRealTime();
 BENCHMARK_CAPTURE(LibraryCapture, touched2GiB, true)->UseRealTime();
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    benchDir();
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    removeBenchDir();
-    return 0;
+    return runBenchmarksAtHome(argc, argv);
 }

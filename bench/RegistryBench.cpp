@@ -163,11 +163,5 @@ BENCHMARK(DirectReadValue)->Arg(40)->Arg(4096)->UseRealTime();
 BENCHMARK(LibraryRetValue)->Arg(40)->Arg(4096)->UseRealTime();
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    benchDir();
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    gDirect.reset();
-    removeBenchDir();
-    return 0;
+    return runBenchmarksAtHome(argc, argv, nullptr, [] { gDirect.reset(); });
 }

@@ -302,12 +302,5 @@ BENCHMARK(SettingsConstruction)
     ->Complexity(benchmark::oN);
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    benchDir();
-    generateSdk();
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    xmlCleanupParser();
-    removeBenchDir();
-    return 0;
+    return runBenchmarksAtHome(argc, argv, generateSdk, xmlCleanupParser);
 }

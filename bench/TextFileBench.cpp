@@ -115,10 +115,5 @@ BENCHMARK(PlainReadWrite)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(TextFileReadEditWrite)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    benchDir();
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    removeBenchDir();
-    return 0;
+    return runBenchmarksAtHome(argc, argv);
 }
