@@ -1,0 +1,50 @@
+#include "CommandLine.h"
+
+#include "KLXCmdLineParser.h"
+
+namespace {
+
+// The parser's option test ("-" or "/" and a letter), except that a longer
+// argument beginning with "/" is a path.
+bool isOption(const std::string& argument) {
+    if (argument.size() < 2)
+        return false;
+    return argument[0] == '-' || (argument[0] == '/' && argument.size() == 2);
+}
+
+} // namespace
+
+CommandLine::CommandLine(int argc, char* argv[], const std::string& flagLetters,
+                         const std::string& valueLetters) {
+    KLXCmdLineParser parser(argc, argv);
+    for (char letter : flagLetters)
+        if (parser.getOptionFlag(letter, false))
+            mFlags += letter;
+
+    std::vector<std::string>& arguments = parser.getParsedString();
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& argument = arguments[i];
+        if (!isOption(argument)) {
+            mItems.push_back({'\0', argument});
+            continue;
+        }
+        char letter = argument[1];
+        bool exact = argument.size() == 2;
+        if (exact && flagLetters.find(letter) != std::string::npos)
+            continue;
+        if (exact && valueLetters.find(letter) != std::string::npos) {
+            if (i + 1 < arguments.size() && !isOption(arguments[i + 1])) {
+                mItems.push_back({letter, arguments[++i]});
+                continue;
+            }
+            mError = "option " + argument + " needs a value";
+        } else {
+            mError = "unknown option " + argument;
+        }
+        return;
+    }
+}
+
+bool CommandLine::hasFlag(char letter) const {
+    return mFlags.find(letter) != std::string::npos;
+}

@@ -1,0 +1,18 @@
+// The SDK settings as the settings program shows them.
+#ifndef KLX_TOOLS_SETTINGS_REPORT_H
+#define KLX_TOOLS_SETTINGS_REPORT_H
+
+#include <ostream>
+#include <string>
+
+class KLXCorvaleSettings;
+
+// Each element: its label, short name and variable with the current value,
+// then its selectable paths numbered from 0, the current one marked "*";
+// then the OS library's baseband and the configuration file.
+void printSettings(KLXCorvaleSettings& settings, const std::string& configFile, std::ostream& out);
+
+// The configuration file the settings object works on, as a user reads it.
+std::string configFileShown(KLXCorvaleSettings& settings);
+
+#endif // KLX_TOOLS_SETTINGS_REPORT_H

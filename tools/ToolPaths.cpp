@@ -1,0 +1,86 @@
+#include "ToolPaths.h"
+
+#include "KLXStrProcess.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool startsWith(const std::string& text, const char* prefix) {
+    return text.compare(0, std::char_traits<char>::length(prefix), prefix) == 0;
+}
+
+// "a/./b/../c/" gives "a/c", keeping a root; the separator is `separator`.
+std::string normalized(const std::string& path, char separator) {
+    std::string generic = path;
+    std::replace(generic.begin(), generic.end(), '\\', '/');
+    std::string result = fs::path(generic).lexically_normal().generic_string();
+    while (result.size() > 1 && result.back() == '/' && result[result.size() - 2] != ':')
+        result.pop_back();
+    std::replace(result.begin(), result.end(), '/', separator);
+    return result;
+}
+
+// A host path made absolute against the current directory.
+std::string absoluteHostPath(const std::string& typed) {
+    if (!typed.empty() && (typed[0] == '/' || typed[0] == '\\'))
+        return typed;
+    std::error_code error;
+    fs::path current = fs::current_path(error);
+    return (current / typed).generic_string();
+}
+
+// The Windows and Cygwin forms, or "" for a host path.
+std::string driveForm(const std::string& typed) {
+    if (hasDriveLetter(typed))
+        return normalized(typed, '\\');
+    // "/cygdrive/c" alone or followed by a separator; anything else under
+    // /cygdrive is an ordinary host path.
+    if (startsWith(typed, "/cygdrive/") && typed.size() > 10 &&
+        std::isalpha(static_cast<unsigned char>(typed[10])) &&
+        (typed.size() == 11 || typed[11] == '/')) {
+        std::string path = typed;
+        KLXStrProcess::convertPath2Windows(path);
+        return normalized(path, '\\');
+    }
+    return "";
+}
+
+} // namespace
+
+bool hasDriveLetter(const std::string& path) {
+    return path.size() >= 2 && std::isalpha(static_cast<unsigned char>(path[0])) && path[1] == ':';
+}
+
+std::string windowsPath(const std::string& typed) {
+    if (typed.empty() || typed[0] == '$')
+        return typed;
+    std::string drive = driveForm(typed);
+    if (!drive.empty())
+        return drive;
+    std::string absolute = normalized(absoluteHostPath(typed), '\\');
+    // On a host whose current directory has a drive of its own (Windows),
+    // the absolute path already carries it.
+    return hasDriveLetter(absolute) ? absolute : "U:" + absolute;
+}
+
+std::string filePath(const std::string& typed) {
+    if (typed.empty())
+        return typed;
+    std::string drive = driveForm(typed);
+    if (!drive.empty())
+        return drive;
+    return normalized(absoluteHostPath(typed), '/');
+}
+
+std::string displayPath(const std::string& path) {
+    if (hasDriveLetter(path))
+        return path;
+    std::string shown = path;
+    std::replace(shown.begin(), shown.end(), '\\', '/');
+    return shown;
+}
