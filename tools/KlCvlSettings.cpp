@@ -129,12 +129,12 @@ std::string reportForTerminal(std::string report) {
 
 int main(int argc, char* argv[]) {
     CommandLine commandLine(argc, argv, "hi", "f");
-    if (!commandLine.error().empty())
-        return fail(kUsageError, commandLine.error() + " (try -h)");
     if (commandLine.hasFlag('h')) {
         std::cout << kUsage;
         return 0;
     }
+    if (!commandLine.error().empty())
+        return fail(kUsageError, commandLine.error() + " (try -h)");
 
     std::string configFile;
     std::vector<SettingsSelection> selections;

@@ -114,13 +114,17 @@ void carryOut(const EnvCommand& command, Variables& variables) {
 
 int main(int argc, char* argv[]) {
     CommandLine commandLine(argc, argv, "h", "sar");
+    if (commandLine.hasFlag('h')) {
+        std::cout << kUsage;
+        return 0;
+    }
     if (!commandLine.error().empty()) {
         std::cerr << kProgram << ": " << commandLine.error() << " (try -h)\n";
         return kUsageError;
     }
-    if (commandLine.hasFlag('h') || commandLine.items().empty()) {
-        std::cout << kUsage;
-        return commandLine.hasFlag('h') ? 0 : kUsageError;
+    if (commandLine.items().empty()) {
+        std::cerr << kUsage;
+        return kUsageError;
     }
 
     // Everything is read before anything changes, so that a mistake late on
