@@ -99,13 +99,15 @@ void carryOut(const EnvCommand& command, Variables& variables) {
         }
         variable.addToList(value);
         break;
-    case EnvCommand::Remove:
-        if (!variable.getValue().empty() && variable.getValue().find(value) == std::string::npos) {
+    case EnvCommand::Remove: {
+        std::string before = variable.getValue();
+        variable.removeTemplate(value);
+        if (variable.getValue() == before) {
             std::cout << "no item of " << variable.getName() << " contains " << value << '\n';
             return;
         }
-        variable.removeTemplate(value);
         break;
+    }
     }
     std::cout << variable.getName() << '=' << variable.getValue() << '\n';
 }

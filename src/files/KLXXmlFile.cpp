@@ -12,8 +12,12 @@ namespace {
 // No network access; external entities and DTDs are neither loaded nor
 // substituted, and the parser's default limits on depth, text and entity
 // expansion stay in force (no XML_PARSE_HUGE), so that a hostile file fails to
-// parse instead of exhausting memory or time.
-const int kParseOptions = XML_PARSE_NONET;
+// parse instead of exhausting memory or time. The library reports failures by
+// its return values only, so libxml2 prints no errors or warnings.
+const int kParseOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+
+// Takes the XPath errors that libxml2 would otherwise print.
+void ignoreXPathError(void*, xmlErrorPtr) {}
 
 } // namespace
 
@@ -35,6 +39,8 @@ KLXXmlFile::KLXXmlFile(std::string& path)
     delete[] bytes;
     if (mDocument != nullptr)
         mXPathContext = xmlXPathNewContext(mDocument);
+    if (mXPathContext != nullptr)
+        mXPathContext->error = ignoreXPathError;
 }
 
 KLXXmlFile::~KLXXmlFile() {

@@ -1,0 +1,143 @@
+// KlEnv run as an installer runs it: on 9x the boot batch file and the
+// environment batch file, on NT the machine environment in the registry, and
+// command lines that must change nothing.
+#include "KLXRegistryKey.h"
+
+#include "TestFiles.h"
+#include "ToolRun.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+const std::string kRemoved = "REM Removed by Keldmar Corvale settings program";
+
+class KlEnv : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::path root = klxtest::freshDir("env");
+        fs::create_directories(root / "home");
+        setenv("HOME", (root / "home").c_str(), 1);
+        setenv("KLX_PREFIX", (root / "prefix").c_str(), 1);
+        fs::create_directories(drive());
+    }
+
+    klxtest::ToolResult run(const Lines& arguments, const Lines& environment = {}) {
+        klxtest::ToolOptions options;
+        options.environment = environment;
+        return klxtest::runTool(KLX_TOOL_KLENV, arguments, options);
+    }
+
+    static fs::path drive() { return fs::path(std::getenv("KLX_PREFIX")) / "drive_c"; }
+    static std::string bytesOf(const char* name) {
+        return fs::exists(drive() / name) ? klxtest::readBytes(drive() / name) : "<none>";
+    }
+    // The lines of a batch file, each of which must end in CR LF.
+    static Lines batchLines(const char* name) {
+        std::string bytes = bytesOf(name);
+        Lines lines;
+        std::string::size_type from = 0;
+        for (std::string::size_type at; (at = bytes.find("\r\n", from)) != std::string::npos;
+             from = at + 2)
+            lines.push_back(bytes.substr(from, at - from));
+        lines.push_back(bytes.substr(from));
+        return lines;
+    }
+    // A variable of the machine environment.
+    static std::string machine(std::string name) {
+        std::string path = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+        return KLXRegistryKey(HKEY_LOCAL_MACHINE, path).retValue(name);
+    }
+};
+
+TEST_F(KlEnv, NineXDisablesOldDefinitionsAndCallsTheBatchFileOnce) {
+    klxtest::writeBytes(drive() / "autoexec.bat", "SET KLCOREHOME=A\r\nset path=C;OLD;D\r\n");
+    // On 9x the variables live in the process environment.
+    const Lines nineX = {"KLX_WINDOWS_FAMILY=9x", "PATH=C;OLD;D", "KLCOREHOME"};
+    const Lines arguments = {"-s", "KLCOREHOME=A2", "-r", "PATH=OLD", "-a", "PATH=C:\\KL"};
+    const Lines autoexec = {
+        kRemoved, "REM SET KLCOREHOME=A", "set path=C;D", kRemoved, "REM set path=C;OLD;D",
+        "",       "CALL C:\\klenv.bat"};
+    const Lines klenv = {"SET KLCOREHOME=A2", "SET PATH=C:\\KL;%PATH%"};
+
+    for (int pass = 1; pass <= 2; ++pass) {
+        SCOPED_TRACE(pass);
+        klxtest::ToolResult result = run(arguments, nineX);
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(klxtest::outputLines(result.out),
+                  (Lines{"KLCOREHOME=A2", "PATH=C;D", "PATH=C;D;C:\\KL",
+                         "Applied: C:\\autoexec.bat calls C:\\klenv.bat, which holds the new "
+                         "definitions"}));
+        // Disabled lines are comments the second time: nothing more to do,
+        // and the call line is not added again.
+        EXPECT_EQ(batchLines("autoexec.bat"), autoexec);
+        EXPECT_EQ(batchLines("klenv.bat"), klenv);
+    }
+    EXPECT_EQ(machine("KLCOREHOME"), "");
+}
+
+TEST_F(KlEnv, NtChangesTheMachineEnvironment) {
+    klxtest::ToolResult set = run({"-s", "KLTOOLS=C:\\kl", "-s", "KLPATH=C:\\a;C:\\b"});
+    EXPECT_EQ(set.exitCode, 0) << set.err;
+    EXPECT_EQ(set.err, "");
+    EXPECT_EQ(machine("KLTOOLS"), "C:\\kl");
+    EXPECT_EQ(machine("KLPATH"), "C:\\a;C:\\b");
+    EXPECT_EQ(batchLines("klenv.bat"), (Lines{"SET KLTOOLS=C:\\kl", "SET KLPATH=C:\\a;C:\\b"}));
+    EXPECT_EQ(bytesOf("autoexec.bat"), "<none>");
+
+    klxtest::ToolResult shown = run({"KLTOOLS", "KLPATH", "KLUNSET"});
+    EXPECT_EQ(shown.exitCode, 0);
+    EXPECT_EQ(shown.out, "KLTOOLS=C:\\kl\nKLPATH=C:\\a;C:\\b\nKLUNSET=\n");
+
+    // An item already there, in any letter case, is reported and not added.
+    const std::string klenvBefore = bytesOf("klenv.bat");
+    klxtest::ToolResult present = run({"-a", "KLPATH=c:\\B"});
+    EXPECT_EQ(present.exitCode, 0);
+    EXPECT_EQ(present.out, "KLPATH already holds c:\\B\n");
+    EXPECT_EQ(machine("KLPATH"), "C:\\a;C:\\b");
+    EXPECT_EQ(bytesOf("klenv.bat"), klenvBefore);
+
+    klxtest::ToolResult edited = run({"-a", "KLPATH=C:\\c", "-r", "KLPATH=\\a"});
+    EXPECT_EQ(edited.exitCode, 0) << edited.err;
+    EXPECT_EQ(machine("KLPATH"), "C:\\b;C:\\c");
+
+    // Nothing is carried out when any argument is bad, even a late one.
+    const std::string before = bytesOf("klenv.bat");
+    const Lines bad[] = {{"-s", "KLNEW"}, {"-a", "KLPATH="}, {"-r", "KLPATH="},
+                         {"-x"},          {"KLNEW=1"},       {"-s"}};
+    for (const Lines& tail : bad) {
+        for (Lines arguments : {Lines{}, Lines{"-s", "KLTOOLS=changed", "-a", "KLPATH=C:\\d"}}) {
+            arguments.insert(arguments.end(), tail.begin(), tail.end());
+            SCOPED_TRACE(::testing::PrintToString(arguments));
+            klxtest::ToolResult result = run(arguments);
+            EXPECT_EQ(result.exitCode, 2);
+            EXPECT_EQ(result.out, "");
+            EXPECT_EQ(klxtest::outputLines(result.err).size(), 1u) << result.err;
+            EXPECT_EQ(result.err.rfind("KlEnv: ", 0), 0u) << result.err;
+            EXPECT_EQ(machine("KLTOOLS"), "C:\\kl");
+            EXPECT_EQ(machine("KLPATH"), "C:\\b;C:\\c");
+            EXPECT_EQ(machine("KLNEW"), "");
+            EXPECT_EQ(bytesOf("klenv.bat"), before);
+        }
+    }
+}
+
+TEST_F(KlEnv, RemovalMatchesItemsInAnyLetterCase) {
+    // Items compare without regard to case when added; removal must agree.
+    ASSERT_EQ(run({"-s", "KLPATH=C:\\a;C:\\Lib;C:\\b"}).exitCode, 0);
+    klxtest::ToolResult removed = run({"-r", "KLPATH=\\LIB"});
+    EXPECT_EQ(removed.exitCode, 0) << removed.err;
+    EXPECT_EQ(klxtest::outputLines(removed.out).front(), "KLPATH=C:\\a;C:\\b");
+    EXPECT_EQ(machine("KLPATH"), "C:\\a;C:\\b");
+}
+
+} // namespace
