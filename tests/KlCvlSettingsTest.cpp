@@ -350,19 +350,25 @@ TEST_F(KlCvlSettings, HelpAndInformationReport) {
     report({"-i"}, "yes");
 }
 
-// The library starts the settings program as "KlCvlSettings.exe -f FILE" from
-// the IDE directory; the host program without ".exe" answers.
-TEST_F(KlCvlSettings, StartedByTheLibraryFromTheIdeDirectory) {
-    struct SystemProbe : KLXSystem {
-        static void setIdeDirectory(const std::string& directory) {
-            mAppPathTable[KLX_APP_IDE_DIR] = directory;
-        }
-    };
-    SystemProbe::setIdeDirectory(fs::path(KLX_TOOL_KLCVLSETTINGS).parent_path().string());
-    std::vector<std::string> arguments = {"-f", host("started.cvlrc"),
+// A save binds ".cvlrc" files to the program with "-f"; the command that the
+// binding holds starts it, found as the library finds programs.
+TEST_F(KlCvlSettings, SavedSettingsBindCvlrcFilesToTheProgram) {
+    selectAll();
+    std::string extension = ".cvlrc", none;
+    std::string fileType = KLXRegistryKey(HKEY_CLASSES_ROOT, extension).retValue(none);
+    ASSERT_EQ(fileType, "FileAssoc.cvlrc");
+    EXPECT_EQ(KLXRegistryKey(HKEY_CLASSES_ROOT, fileType).retValue(none), "Keldmar Corvale SDK");
+    std::string commandKey = fileType + "\\shell\\open\\command";
+    const std::string command = KLXRegistryKey(HKEY_CLASSES_ROOT, commandKey).retValue(none);
+    const std::string program =
+        fs::path(KLX_TOOL_KLCVLSETTINGS).parent_path().string() + "\\KlCvlSettings.exe";
+    ASSERT_EQ(command, "\"" + program + "\" -f %1");
+
+    std::string started = program;
+    std::vector<std::string> arguments = {"-f", host("opened.cvlrc"),
                                           "gcc=" + host("sdk/GCC/V3.4")};
-    EXPECT_EQ(KLXSystem::runApp(KLX_APP_CVL_SETTINGS, arguments, true), 0);
-    EXPECT_EQ(klxtest::readBytes(mRoot / "started.cvlrc"),
+    EXPECT_EQ(KLXSystem::run(started, arguments), 0);
+    EXPECT_EQ(klxtest::readBytes(mRoot / "opened.cvlrc"),
               "export KL_CVL_IDE_GTS_GCC=\"" + withSlashes(windows("sdk/GCC/V3.4")) + "\"");
 }
 

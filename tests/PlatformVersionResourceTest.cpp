@@ -280,3 +280,41 @@ TEST(PlatformVersionResource, MalformedLengthsAndLoops) {
         queryAll(random);
     }
 }
+
+// Host programs carry the tree in a section of their own, in any ELF form; a
+// program asked for as "name.exe" is found as "name", as when it is started.
+TEST(PlatformVersionResource, ElfProgramsAndTheirSection) {
+    const std::string tree = sampleVersionTree();
+    for (int form = 0; form < 4; ++form) {
+        const bool wide = form & 1, big = form & 2;
+        SCOPED_TRACE(form);
+        const fs::path directory = freshDir("elf" + std::to_string(form));
+        const std::string image = elfImage(wide, big, tree);
+        writeBytes(directory / "tool", image);
+        std::vector<unsigned char> block = readBlock((directory / "tool.exe").string());
+        EXPECT_TRUE(holdsSample(block));
+        writeBytes(directory / "other", elfImage(wide, big, tree, ".klxversio"));
+        EXPECT_EQ(fileVersionInfoSize((directory / "other").string()).error,
+                  kErrorResourceTypeNotFound);
+
+        // Cut at every byte, and every byte set to 0x00 and 0xFF: the
+        // version is read right or not at all, and is safe to query.
+        const fs::path cut = directory / "cut";
+        for (std::size_t at = 0; at <= image.size(); ++at) {
+            for (int change = 0; change < 3; ++change) {
+                if (at == image.size() && change > 0)
+                    break;
+                std::string bytes = change == 0 ? image.substr(0, at) : image;
+                if (change > 0)
+                    bytes[at] = change == 1 ? '\x00' : '\xff';
+                fs::remove(cut);
+                writeBytes(cut, bytes);
+                block = readBlock(cut.string());
+                if (change == 0) {
+                    EXPECT_TRUE(block.empty() || holdsSample(block)) << at;
+                }
+                queryAll(block);
+            }
+        }
+    }
+}

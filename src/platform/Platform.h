@@ -286,7 +286,9 @@ std::string processCommandLine();
 
 // GetFileVersionInfoSizeA, GetFileVersionInfoA and VerQueryValueA on the
 // version resource of a PE32 or PE32+ image: resource type 16 (RT_VERSION),
-// its first name, that name's first language. The block that fileVersionInfo
+// its first name, that name's first language. Hosts whose programs are not PE
+// images may read the same tree from a place of their own in the program
+// file, and find "name.exe" as the program "name". The block that fileVersionInfo
 // fills holds the resource's VS_VERSIONINFO tree as stored, followed by room
 // in which queryVersionValue puts the narrow form (UTF-8) of the text values
 // it returns, so that each one lives as long as the block.

@@ -4,6 +4,8 @@
 #ifndef KLX_TEST_VERSION_IMAGES_H
 #define KLX_TEST_VERSION_IMAGES_H
 
+#include "VersionTree.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -12,105 +14,16 @@
 
 namespace klxtest {
 
-inline void put16(std::string& bytes, std::size_t at, std::uint32_t value) {
-    bytes[at] = static_cast<char>(value & 0xFF);
-    bytes[at + 1] = static_cast<char>((value >> 8) & 0xFF);
-}
-
-inline void put32(std::string& bytes, std::size_t at, std::uint32_t value) {
-    put16(bytes, at, value & 0xFFFF);
-    put16(bytes, at + 2, value >> 16);
-}
-
-inline void pad(std::string& bytes, std::size_t alignment) {
-    while (bytes.size() % alignment != 0)
-        bytes += '\0';
-}
-
-// UTF-16LE bytes of a text, without a terminator.
-inline std::string utf16(const std::u16string& text) {
-    std::string bytes(text.size() * 2, '\0');
-    for (std::size_t i = 0; i < text.size(); ++i)
-        put16(bytes, 2 * i, text[i]);
-    return bytes;
-}
-
-// One node of a version tree. A text value is stored as UTF-16 and its
-// wValueLength counts WORDs; a binary one counts bytes.
-struct VersionNode {
-    std::u16string key;
-    bool text = false;
-    std::string value;
-    std::vector<VersionNode> children;
-};
-
-inline VersionNode stringNode(const std::u16string& key, const std::u16string& value) {
-    return VersionNode{key, true, utf16(value + u'\0'), {}};
-}
-
-// Encodes a node that starts on a 4-byte boundary: header, key, padding,
-// value, then each child on a 4-byte boundary. wLength leaves out the last
-// child's padding.
-inline std::string encodeNode(const VersionNode& node) {
-    std::string bytes(6, '\0');
-    bytes += utf16(node.key + u'\0');
-    pad(bytes, 4);
-    bytes += node.value;
-    for (const VersionNode& child : node.children) {
-        pad(bytes, 4);
-        bytes += encodeNode(child);
-    }
-    put16(bytes, 0, static_cast<std::uint32_t>(bytes.size()));
-    put16(bytes, 2,
-          static_cast<std::uint32_t>(node.text ? node.value.size() / 2 : node.value.size()));
-    put16(bytes, 4, node.text ? 1 : 0);
-    return bytes;
-}
-
-// VS_FIXEDFILEINFO with its signature and structure version 1.0.
-inline std::string fixedFileInfo(std::uint32_t fileMS, std::uint32_t fileLS,
-                                 std::uint32_t productMS, std::uint32_t productLS) {
-    std::string bytes(52, '\0');
-    put32(bytes, 0, 0xFEEF04BDu);
-    put32(bytes, 4, 0x00010000u);
-    put32(bytes, 8, fileMS);
-    put32(bytes, 12, fileLS);
-    put32(bytes, 16, productMS);
-    put32(bytes, 20, productLS);
-    put32(bytes, 32, 0x00040004u); // VOS_NT_WINDOWS32
-    put32(bytes, 36, 2u);          // VFT_DLL
-    return bytes;
-}
-
-struct StringTable {
-    std::u16string key; // language and code page, eight hexadecimal digits
-    std::vector<std::pair<std::u16string, std::u16string>> strings;
-};
-
-// A whole version tree: the fixed information, the string tables, and the
-// translations as (language, code page) pairs.
-inline std::string versionTree(const std::string& fixed, const std::vector<StringTable>& tables,
-                               const std::vector<std::pair<std::uint16_t, std::uint16_t>>& pairs) {
-    VersionNode root{u"VS_VERSION_INFO", false, fixed, {}};
-    VersionNode stringInfo{u"StringFileInfo", true, "", {}};
-    for (const StringTable& table : tables) {
-        VersionNode node{table.key, true, "", {}};
-        for (const auto& entry : table.strings)
-            node.children.push_back(stringNode(entry.first, entry.second));
-        stringInfo.children.push_back(node);
-    }
-    root.children.push_back(stringInfo);
-    std::string translation;
-    for (const auto& pair : pairs) {
-        std::string word(4, '\0');
-        put16(word, 0, pair.first);
-        put16(word, 2, pair.second);
-        translation += word;
-    }
-    VersionNode var{u"Translation", false, translation, {}};
-    root.children.push_back(VersionNode{u"VarFileInfo", true, "", {var}});
-    return encodeNode(root);
-}
+using klxversion::encodeNode;
+using klxversion::fixedFileInfo;
+using klxversion::pad;
+using klxversion::put16;
+using klxversion::put32;
+using klxversion::stringNode;
+using klxversion::StringTable;
+using klxversion::utf16;
+using klxversion::VersionNode;
+using klxversion::versionTree;
 
 // One resource of an image: its type ID and data, under name ID 1 and
 // language 0x409.
@@ -229,6 +142,46 @@ inline std::string productImage(std::uint32_t productMS, std::uint32_t productLS
     return peImage(false,
                    {{16, versionTree(fixedFileInfo(0x00090009u, 0x00090009u, productMS, productLS),
                                      {{u"040904b0", strings}}, {{0x0409, 0x04b0}})}});
+}
+
+// A host program in ELF form (ELF64 when `wide`, big-endian when `big`) whose
+// sections are the section names and one section `name` holding `data`.
+inline std::string elfImage(bool wide, bool big, const std::string& data,
+                            const std::string& name = ".klxversion") {
+    auto put = [big](std::string& bytes, std::size_t at, std::uint64_t value, unsigned size) {
+        for (unsigned i = 0; i < size; ++i)
+            bytes[at + (big ? size - 1 - i : i)] = static_cast<char>((value >> (8 * i)) & 0xFF);
+    };
+    const std::size_t headerSize = wide ? 64 : 52, entrySize = wide ? 64 : 40;
+    std::string image(headerSize, '\0');
+    image.replace(0, 4, std::string(1, '\x7f') + "ELF");
+    image[4] = wide ? 2 : 1;
+    image[5] = big ? 2 : 1;
+    image[6] = 1;
+    const std::size_t dataAt = image.size();
+    image += data;
+    const std::size_t namesAt = image.size();
+    const std::string names = std::string("\0.shstrtab\0", 11) + name + '\0';
+    image += names;
+    pad(image, 8);
+    const std::size_t tableAt = image.size();
+    image += std::string(3 * entrySize, '\0');
+    // Section 1 holds the names, section 2 the data.
+    const std::size_t sections[2][4] = {{1, 3, namesAt, names.size()},
+                                        {11, 1, dataAt, data.size()}};
+    for (std::size_t i = 0; i < 2; ++i) {
+        const std::size_t at = tableAt + (i + 1) * entrySize;
+        put(image, at, sections[i][0], 4);
+        put(image, at + 4, sections[i][1], 4);
+        put(image, at + (wide ? 24 : 16), sections[i][2], wide ? 8 : 4);
+        put(image, at + (wide ? 32 : 20), sections[i][3], wide ? 8 : 4);
+    }
+    put(image, wide ? 0x28 : 0x20, tableAt, wide ? 8 : 4);
+    const std::size_t counts = wide ? 0x3A : 0x2E;
+    put(image, counts, entrySize, 2);
+    put(image, counts + 2, 3, 2);
+    put(image, counts + 4, 1, 2);
+    return image;
 }
 
 } // namespace klxtest

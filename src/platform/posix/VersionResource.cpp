@@ -1,6 +1,9 @@
 // Version resources of PE images, read straight from the file: the headers
 // lead to the resource directory, its tree (type, name, language) to the
-// RT_VERSION data, which is a VS_VERSIONINFO tree.
+// RT_VERSION data, which is a VS_VERSIONINFO tree. A host program in ELF form
+// carries the same tree in its section ".klxversion" (the SDK's own programs
+// are built with one), so that its product name and version read as a
+// Windows program's do.
 //
 // Every offset and length comes from the file and is checked before use, in
 // 64-bit arithmetic, against the file and against the structure that holds
@@ -13,8 +16,10 @@
 #include "platform/posix/HostPaths.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -64,9 +69,18 @@ public:
     ImageFile& operator=(const ImageFile&) = delete;
 
     DWORD open(const std::string& path) {
-        const std::string host = hostPath(path);
+        std::string host = hostPath(path);
         // O_NONBLOCK: a FIFO must not hang the open; only regular files are read.
         mFd = ::open(host.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+        if (mFd < 0 && errno == ENOENT) {
+            // A program is found as it is started: "tool.exe" may be the
+            // host's "tool", and the other way round.
+            const std::string program = programHostPath(path);
+            if (!program.empty()) {
+                host = program;
+                mFd = ::open(host.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+            }
+        }
         if (mFd < 0)
             return win32PathError(errno, host);
         struct stat info;
@@ -431,30 +445,133 @@ std::size_t blockSizeFor(std::size_t rawLength) {
     return 3 * align4(rawLength);
 }
 
+// ---- ELF programs -------------------------------------------------------------
+
+const char kElfVersionSection[] = ".klxversion";
+
+// An ELF file's section headers, in either byte order and word size.
+class ElfImage {
+public:
+    explicit ElfImage(const ImageFile& file) : mFile(file) {}
+
+    static bool isElf(const ImageFile& file) {
+        static const unsigned char kMagic[4] = {0x7F, 'E', 'L', 'F'};
+        unsigned char magic[4];
+        return file.read(0, magic, sizeof magic) && std::memcmp(magic, kMagic, 4) == 0;
+    }
+
+    // Finds the section named `name` that has bytes in the file: its offset
+    // and size. kErrorResourceTypeNotFound when there is none.
+    DWORD findSection(const char* name, std::uint64_t& offset, std::uint64_t& size) {
+        unsigned char ident[64];
+        if (!mFile.read(0, ident, 52))
+            return ERROR_BAD_EXE_FORMAT;
+        mWide = ident[4] == 2;
+        mBigEndian = ident[5] == 2;
+        if ((ident[4] != 1 && ident[4] != 2) || (ident[5] != 1 && ident[5] != 2) ||
+            (mWide && !mFile.read(0, ident, 64)))
+            return ERROR_BAD_EXE_FORMAT;
+        const std::uint64_t tableOffset = mWide ? word(ident + 0x28, 8) : word(ident + 0x20, 4);
+        const std::size_t at = mWide ? 0x3A : 0x2E;
+        const std::size_t entrySize = static_cast<std::size_t>(word(ident + at, 2));
+        const std::size_t count = static_cast<std::size_t>(word(ident + at + 2, 2));
+        const std::size_t namesIndex = static_cast<std::size_t>(word(ident + at + 4, 2));
+        // Extended section numbering (count 0, or an index that does not
+        // fit) is only used by objects with tens of thousands of sections.
+        if (count == 0 || namesIndex >= count)
+            return kErrorResourceTypeNotFound;
+        // Offsets past 2^63 are in no file, and keep the sums below from
+        // wrapping.
+        if (entrySize < (mWide ? 64u : 40u) || tableOffset > INT64_MAX)
+            return ERROR_BAD_EXE_FORMAT;
+        // Headers are read one at a time: a table that claims 65535 headers
+        // of 65535 bytes costs reads that fail, not memory.
+        const std::size_t headerSize = mWide ? 64 : 40;
+        unsigned char header[64];
+        std::uint64_t namesOffset = 0;
+        std::uint64_t namesSize = 0;
+        if (!mFile.read(tableOffset + std::uint64_t(namesIndex) * entrySize, header, headerSize) ||
+            !fileBytes(header, namesOffset, namesSize))
+            return ERROR_BAD_EXE_FORMAT;
+        const std::size_t nameLength = std::strlen(name) + 1;
+        for (std::size_t i = 0; i < count; ++i) {
+            if (!mFile.read(tableOffset + std::uint64_t(i) * entrySize, header, headerSize))
+                return ERROR_BAD_EXE_FORMAT;
+            const std::uint64_t nameAt = word(header, 4);
+            unsigned char candidate[32];
+            if (nameLength > sizeof candidate || nameAt > namesSize ||
+                namesSize - nameAt < nameLength || namesOffset > INT64_MAX ||
+                !mFile.read(namesOffset + nameAt, candidate, nameLength) ||
+                std::memcmp(candidate, name, nameLength) != 0)
+                continue;
+            if (fileBytes(header, offset, size))
+                return 0;
+        }
+        return kErrorResourceTypeNotFound;
+    }
+
+private:
+    std::uint64_t word(const unsigned char* p, unsigned bytes) const {
+        std::uint64_t value = 0;
+        for (unsigned i = 0; i < bytes; ++i)
+            value |= static_cast<std::uint64_t>(p[mBigEndian ? bytes - 1 - i : i]) << (8 * i);
+        return value;
+    }
+
+    // The file bytes of the section whose header is at `header`; false for a
+    // section without any (SHT_NOBITS).
+    bool fileBytes(const unsigned char* header, std::uint64_t& offset, std::uint64_t& size) const {
+        if (word(header + 4, 4) == 8)
+            return false;
+        offset = mWide ? word(header + 24, 8) : word(header + 16, 4);
+        size = mWide ? word(header + 32, 8) : word(header + 20, 4);
+        return true;
+    }
+
+    const ImageFile& mFile;
+    bool mWide = false;
+    bool mBigEndian = false;
+};
+
 // Loads and checks the version tree of the file at `path`.
 DWORD loadVersionTree(const std::string& path, Bytes& tree) {
     ImageFile file;
     DWORD error = file.open(path);
     if (error != 0)
         return error;
+
+    // Where the tree lies: `read` takes offsets from its start.
+    std::uint64_t dataSize = 0;
+    std::function<bool(std::uint64_t, void*, std::size_t)> read;
     Image image(file);
-    error = image.readHeaders();
-    if (error != 0)
-        return error;
-    std::uint32_t dataRva = 0;
-    std::uint32_t dataSize = 0;
-    error = image.findVersionData(dataRva, dataSize);
+    if (ElfImage::isElf(file)) {
+        std::uint64_t offset = 0;
+        error = ElfImage(file).findSection(kElfVersionSection, offset, dataSize);
+        read = [&file, offset](std::uint64_t at, void* buffer, std::size_t count) {
+            return offset <= UINT64_MAX - at && file.read(offset + at, buffer, count);
+        };
+    } else {
+        error = image.readHeaders();
+        std::uint32_t dataRva = 0;
+        std::uint32_t rvaSize = 0;
+        if (error == 0)
+            error = image.findVersionData(dataRva, rvaSize);
+        dataSize = rvaSize;
+        read = [&image, dataRva](std::uint64_t at, void* buffer, std::size_t count) {
+            return image.readRva(dataRva + at, buffer, count);
+        };
+    }
     if (error != 0)
         return error;
 
     unsigned char header[2];
-    if (dataSize < kNodeHeader || !image.readRva(dataRva, header, sizeof header))
+    if (dataSize < kNodeHeader || !read(0, header, sizeof header))
         return kErrorResourceDataNotFound;
     const std::size_t length = read16(header);
     if (length < kNodeHeader || length > dataSize)
         return kErrorResourceDataNotFound;
     tree.resize(length);
-    if (!image.readRva(dataRva, tree.data(), length))
+    if (!read(0, tree.data(), length))
         return kErrorResourceDataNotFound;
 
     Node root;
