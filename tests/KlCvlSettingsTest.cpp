@@ -251,6 +251,18 @@ TEST_F(KlCvlSettings, OsOfTheOtherBasebandByIndexMovesTheFirmware) {
         EXPECT_EQ(history(kVariables[i]),
                   Lines{anyDirectory ? value : value.substr(0, value.rfind('\\'))});
     }
+
+    // Back to "orvan" with no firmware of it left: the firmware stays, and
+    // the output says so.
+    fs::remove_all(mRoot / "sdk" / "Firmware" / "V3.10_orvan");
+    result = run({"os=" + host("sdk/OS/V3.10")});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_NE(result.out.find("Firmware did not follow: its history holds no firmware of baseband "
+                              "orvan with an emulation executable; KL_CVL_IDE_FW_DEFAULT stays " +
+                              firmware + "\n"),
+              std::string::npos)
+        << result.out;
+    EXPECT_EQ(show().elements["KL_CVL_IDE_FW_DEFAULT"].value, firmware);
 }
 
 TEST_F(KlCvlSettings, RefusedSelectionsSaveNothing) {

@@ -73,8 +73,11 @@ std::string prepareConfigFile(const std::string& path) {
     return exists(path) ? "" : "cannot create the configuration file " + displayPath(path);
 }
 
-// Applies one selection; on refusal says why and returns false.
-bool applySelection(KLXCorvaleSettings& settings, const SettingsSelection& selection) {
+// Applies one selection; on refusal says why and returns false. When the
+// firmware is chosen later in the same call, a firmware that did not follow
+// the OS library goes unmentioned.
+bool applySelection(KLXCorvaleSettings& settings, const SettingsSelection& selection,
+                    bool firmwareChosenLater) {
     KLXPathEnvironment& element = *settings.mElements[selection.element];
     KLXPathEnvironment& firmware = *settings.mElements[CVL_ELEMENT_FW_DEFAULT];
     std::string basebandBefore = KLXCorvaleSettings::mOSBaseBand;
@@ -108,7 +111,7 @@ bool applySelection(KLXCorvaleSettings& settings, const SettingsSelection& selec
         if (firmware.getValue() != firmwareBefore)
             std::cout << "Firmware followed the OS library to baseband " << baseband << ": "
                       << firmware.getName() << " = " << firmware.getValue() << '\n';
-        else
+        else if (!firmwareChosenLater)
             std::cout << "Firmware did not follow: its history holds no firmware of baseband "
                       << baseband << " with an emulation executable; " << firmware.getName()
                       << " stays " << (firmwareBefore.empty() ? "(not set)" : firmwareBefore)
@@ -160,9 +163,13 @@ int main(int argc, char* argv[]) {
     }
 
     KLXCorvaleSettings settings(noSelect, configFile);
-    for (const SettingsSelection& selection : selections)
-        if (!applySelection(settings, selection))
+    for (size_t i = 0; i < selections.size(); ++i) {
+        bool firmwareChosenLater = false;
+        for (size_t later = i + 1; later < selections.size(); ++later)
+            firmwareChosenLater |= selections[later].element == CVL_ELEMENT_FW_DEFAULT;
+        if (!applySelection(settings, selections[i], firmwareChosenLater))
             return kRefused;
+    }
 
     if (!selections.empty()) {
         settings.updateEnvironment();
