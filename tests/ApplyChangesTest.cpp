@@ -58,14 +58,7 @@ void place(const fs::path& file, const std::string& bytes) {
 Lines linesOf(const fs::path& file) {
     if (!fs::exists(file))
         return {kMissing};
-    std::string bytes = klxtest::readBytes(file);
-    Lines lines;
-    std::string::size_type from = 0;
-    for (std::string::size_type at; (at = bytes.find("\r\n", from)) != std::string::npos;
-         from = at + 2)
-        lines.push_back(bytes.substr(from, at - from));
-    lines.push_back(bytes.substr(from));
-    return lines;
+    return klxtest::crlfLines(klxtest::readBytes(file));
 }
 
 // Applies `entries` on `family` with one tool location cached.

@@ -41,16 +41,7 @@ protected:
         return fs::exists(drive() / name) ? klxtest::readBytes(drive() / name) : "<none>";
     }
     // The lines of a batch file, each of which must end in CR LF.
-    static Lines batchLines(const char* name) {
-        std::string bytes = bytesOf(name);
-        Lines lines;
-        std::string::size_type from = 0;
-        for (std::string::size_type at; (at = bytes.find("\r\n", from)) != std::string::npos;
-             from = at + 2)
-            lines.push_back(bytes.substr(from, at - from));
-        lines.push_back(bytes.substr(from));
-        return lines;
-    }
+    static Lines batchLines(const char* name) { return klxtest::crlfLines(bytesOf(name)); }
     // A variable of the machine environment.
     static std::string machine(std::string name) {
         std::string path = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";

@@ -1,17 +1,5 @@
 #include "EnvCommand.h"
 
-#include <cctype>
-
-bool sameVariable(const std::string& a, const std::string& b) {
-    if (a.size() != b.size())
-        return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::toupper(static_cast<unsigned char>(a[i])) !=
-            std::toupper(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
-
 bool parseEnvCommand(const CommandLine::Item& item, EnvCommand& command, std::string& problem) {
     if (item.option == '\0') {
         command = {EnvCommand::Show, item.value, ""};

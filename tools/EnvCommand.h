@@ -17,7 +17,4 @@ struct EnvCommand {
 // on failure returns false with the reason in `problem`.
 bool parseEnvCommand(const CommandLine::Item& item, EnvCommand& command, std::string& problem);
 
-// Names of environment variables compare without regard to letter case.
-bool sameVariable(const std::string& a, const std::string& b);
-
 #endif // KLX_TOOLS_ENV_COMMAND_H

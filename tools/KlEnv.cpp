@@ -2,6 +2,7 @@
 // installer needs it. Run with -h for its options.
 #include "CommandLine.h"
 #include "EnvCommand.h"
+#include "TextCompare.h"
 
 #include "KLXConstants.h"
 #include "KLXEnvVar.h"
@@ -49,7 +50,7 @@ public:
 
     Variable& get(const std::string& name) {
         for (auto& variable : mVariables)
-            if (sameVariable(variable->getName(), name))
+            if (equalIgnoringCase(variable->getName(), name))
                 return *variable;
         std::string variableName = name, separator = isList(name) ? KLX_STR_SEMICOLON : "";
         mVariables.push_back(std::make_unique<Variable>(variableName, separator));
@@ -61,7 +62,7 @@ private:
     bool isList(const std::string& name) const {
         for (const EnvCommand& command : mCommands)
             if (command.kind != EnvCommand::Show && command.kind != EnvCommand::Set &&
-                sameVariable(command.name, name))
+                equalIgnoringCase(command.name, name))
                 return true;
         return false;
     }
@@ -76,7 +77,7 @@ bool holdsItem(const std::string& list, const std::string& item) {
         size_t end = list.find(';', start);
         if (end == std::string::npos)
             end = list.size();
-        if (sameVariable(list.substr(start, end - start), item))
+        if (equalIgnoringCase(list.substr(start, end - start), item))
             return true;
         start = end + 1;
     }

@@ -1,6 +1,6 @@
 #include "SettingsElements.h"
 
-#include <cctype>
+#include "TextCompare.h"
 
 const ElementName kElementNames[7] = {
     {CVL_ELEMENT_OS_DEFAULT, "os", "KL_CVL_IDE_OS_DEFAULT", "OS library"},
@@ -11,19 +11,6 @@ const ElementName kElementNames[7] = {
     {CVL_ELEMENT_GTS_MINGW, "mingw", "KL_CVL_IDE_GTS_MINGW", "MinGW"},
     {CVL_ELEMENT_ECLIPSE, "eclipse", "KL_CVL_IDE_ECLIPSE", "Eclipse"},
 };
-
-namespace {
-
-bool equalIgnoringCase(const std::string& a, const char* b) {
-    size_t i = 0;
-    for (; i < a.size() && b[i]; ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) !=
-            std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    return i == a.size() && !b[i];
-}
-
-} // namespace
 
 const ElementName* findElement(const std::string& name) {
     for (const ElementName& entry : kElementNames)

@@ -4,25 +4,8 @@
 #include "KLXPathEnvironment.h"
 #include "KLXSystem.h"
 #include "SettingsElements.h"
+#include "TextCompare.h"
 #include "ToolPaths.h"
-
-#include <cctype>
-
-namespace {
-
-// Paths name the same directory when they differ only in ASCII letter case,
-// as on Windows.
-bool samePath(const std::string& a, const std::string& b) {
-    if (a.size() != b.size())
-        return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) !=
-            std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
-
-} // namespace
 
 std::string configFileShown(KLXCorvaleSettings& settings) {
     std::string chosen = settings.getCurrentConfigFile();
@@ -41,7 +24,7 @@ void printSettings(KLXCorvaleSettings& settings, const std::string& configFile, 
             out << "      (no selectable paths)\n";
         for (size_t i = 0; i < element.mPathList.size(); ++i) {
             const std::string& path = element.mPathList[i];
-            out << (samePath(path, value) ? "  * " : "    ") << i << "  " << path << '\n';
+            out << (equalIgnoringCase(path, value) ? "  * " : "    ") << i << "  " << path << '\n';
         }
     }
     const std::string& baseband = KLXCorvaleSettings::mOSBaseBand;

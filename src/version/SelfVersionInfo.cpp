@@ -3,10 +3,10 @@
 // is made here rather than read from a file. The tree has the layout of a
 // compiled version resource, so that the same queries read it.
 #include "version/SelfVersionInfo.h"
+#include "version/VersionTree.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 // The build passes the project version; a build without it must not quietly
 // report 0.0.0.0.
@@ -26,59 +26,6 @@ const std::uint32_t kMajor = KLXCORE_VERSION_MAJOR;
 const std::uint32_t kMinor = KLXCORE_VERSION_MINOR;
 const std::uint32_t kPatch = KLXCORE_VERSION_PATCH;
 const std::uint32_t kBuild = 0;
-
-void put16(std::string& bytes, std::size_t at, std::uint32_t value) {
-    bytes[at] = static_cast<char>(value & 0xFF);
-    bytes[at + 1] = static_cast<char>((value >> 8) & 0xFF);
-}
-
-void put32(std::string& bytes, std::size_t at, std::uint32_t value) {
-    put16(bytes, at, value & 0xFFFF);
-    put16(bytes, at + 2, value >> 16);
-}
-
-void pad4(std::string& bytes) {
-    while (bytes.size() % 4 != 0)
-        bytes += '\0';
-}
-
-// UTF-16LE of an ASCII text, with its terminator.
-std::string utf16z(const std::string& text) {
-    std::string bytes((text.size() + 1) * 2, '\0');
-    for (std::size_t i = 0; i < text.size(); ++i)
-        put16(bytes, 2 * i, static_cast<unsigned char>(text[i]));
-    return bytes;
-}
-
-struct Node {
-    std::string key;
-    bool text;
-    std::string value; // encoded bytes
-    std::vector<Node> children;
-};
-
-Node textNode(const std::string& key, const std::string& value) {
-    return Node{key, true, utf16z(value), {}};
-}
-
-// Header (wLength, wValueLength, wType), key, padding, value, then each
-// child on a 4-byte boundary; wLength leaves out padding after the last
-// child. A text value's length counts WORDs.
-std::string encode(const Node& node) {
-    std::string bytes(6, '\0');
-    bytes += utf16z(node.key);
-    pad4(bytes);
-    bytes += node.value;
-    for (const Node& child : node.children) {
-        pad4(bytes);
-        bytes += encode(child);
-    }
-    put16(bytes, 0, static_cast<std::uint32_t>(bytes.size()));
-    put16(bytes, 2,
-          static_cast<std::uint32_t>(node.text ? node.value.size() / 2 : node.value.size()));
-    put16(bytes, 4, node.text ? 1 : 0);
-    return bytes;
-}
 
 std::string versionText() {
     return std::to_string(kMajor) + "." + std::to_string(kMinor) + "." + std::to_string(kPatch) +
@@ -105,35 +52,16 @@ bool isSelfModule(const std::string& module) {
 }
 
 std::string selfVersionTree() {
-    // VS_FIXEDFILEINFO: signature, structure version 1.0, file and product
-    // versions, then flags, VOS_NT_WINDOWS32 and VFT_DLL.
-    std::string fixed(52, '\0');
-    put32(fixed, 0, 0xFEEF04BDu);
-    put32(fixed, 4, 0x00010000u);
-    put32(fixed, 8, (kMajor << 16) | kMinor);
-    put32(fixed, 12, (kPatch << 16) | kBuild);
-    put32(fixed, 16, (kMajor << 16) | kMinor);
-    put32(fixed, 20, (kPatch << 16) | kBuild);
-    put32(fixed, 32, 0x00040004u);
-    put32(fixed, 36, 2u);
-
-    const std::string version = versionText();
-    Node table{"040904b0",
-               true,
-               "",
-               {textNode("FileDescription", "KlxCore utility class library"),
-                textNode("FileVersion", version), textNode("InternalName", "KlxCore"),
-                textNode("OriginalFilename", kSelfModuleName), textNode("ProductName", "KlxCore"),
-                textNode("ProductVersion", version)}};
-    Node stringInfo{"StringFileInfo", true, "", {table}};
-
-    std::string translation(4, '\0');
-    put16(translation, 0, 0x0409);
-    put16(translation, 2, 0x04b0);
-    Node varInfo{"VarFileInfo", true, "", {Node{"Translation", false, translation, {}}}};
-
-    Node root{"VS_VERSION_INFO", false, fixed, {stringInfo, varInfo}};
-    return encode(root);
+    const std::uint32_t high = (kMajor << 16) | kMinor, low = (kPatch << 16) | kBuild;
+    const std::u16string version = ascii16(versionText());
+    const StringTable strings{u"040904b0",
+                              {{u"FileDescription", u"KlxCore utility class library"},
+                               {u"FileVersion", version},
+                               {u"InternalName", u"KlxCore"},
+                               {u"OriginalFilename", ascii16(kSelfModuleName)},
+                               {u"ProductName", u"KlxCore"},
+                               {u"ProductVersion", version}}};
+    return versionTree(fixedFileInfo(high, low, high, low), {strings}, {{0x0409, 0x04b0}});
 }
 
 } // namespace version

@@ -39,4 +39,14 @@ void writeBytes(const std::filesystem::path& path, const std::string& bytes) {
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
+std::vector<std::string> crlfLines(const std::string& bytes) {
+    std::vector<std::string> lines;
+    std::string::size_type from = 0;
+    for (std::string::size_type at; (at = bytes.find("\r\n", from)) != std::string::npos;
+         from = at + 2)
+        lines.push_back(bytes.substr(from, at - from));
+    lines.push_back(bytes.substr(from));
+    return lines;
+}
+
 } // namespace klxtest

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace klxtest {
 
@@ -18,6 +19,11 @@ std::filesystem::path freshDir(const std::string& name);
 // Whole-file access in binary, without the library.
 std::string readBytes(const std::filesystem::path& path);
 void writeBytes(const std::filesystem::path& path, const std::string& bytes);
+
+// The lines of a batch file's bytes, each break being "\r\n"; a stray "\r" or
+// "\n" stays inside its line, and the text after the last break is the last
+// line (empty when the bytes end with a break).
+std::vector<std::string> crlfLines(const std::string& bytes);
 
 } // namespace klxtest
 

@@ -4,7 +4,7 @@
 #ifndef KLX_TEST_VERSION_IMAGES_H
 #define KLX_TEST_VERSION_IMAGES_H
 
-#include "VersionTree.h"
+#include "version/VersionTree.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,16 +14,16 @@
 
 namespace klxtest {
 
-using klxversion::encodeNode;
-using klxversion::fixedFileInfo;
-using klxversion::pad;
-using klxversion::put16;
-using klxversion::put32;
-using klxversion::stringNode;
-using klxversion::StringTable;
-using klxversion::utf16;
-using klxversion::VersionNode;
-using klxversion::versionTree;
+using klx::version::encodeNode;
+using klx::version::fixedFileInfo;
+using klx::version::pad;
+using klx::version::put16;
+using klx::version::put32;
+using klx::version::stringNode;
+using klx::version::StringTable;
+using klx::version::utf16;
+using klx::version::VersionNode;
+using klx::version::versionTree;
 
 // One resource of an image: its type ID and data, under name ID 1 and
 // language 0x409.

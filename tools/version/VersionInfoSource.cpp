@@ -4,7 +4,7 @@
 // reader finds it.
 //
 //   VersionInfoSource OUTPUT PROGRAM DESCRIPTION PRODUCT MAJOR.MINOR.PATCH
-#include "VersionTree.h"
+#include "version/VersionTree.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,12 +12,9 @@
 #include <iostream>
 #include <string>
 
-namespace {
+using klx::version::ascii16;
 
-// The texts are ASCII; each character is one UTF-16 unit.
-std::u16string wide(const std::string& text) {
-    return std::u16string(text.begin(), text.end());
-}
+namespace {
 
 bool parseVersion(const std::string& text, unsigned (&parts)[3]) {
     return std::sscanf(text.c_str(), "%u.%u.%u", &parts[0], &parts[1], &parts[2]) == 3 &&
@@ -35,16 +32,16 @@ int main(int argc, char* argv[]) {
     }
     const std::string program = argv[2], versionText = argv[5];
     const std::uint32_t high = (version[0] << 16) | version[1], low = version[2] << 16;
-    const klxversion::StringTable strings{u"040904B0",
-                                          {{u"CompanyName", u"Keldmar"},
-                                           {u"FileDescription", wide(argv[3])},
-                                           {u"FileVersion", wide(versionText)},
-                                           {u"InternalName", wide(program)},
-                                           {u"OriginalFilename", wide(program + ".exe")},
-                                           {u"ProductName", wide(argv[4])},
-                                           {u"ProductVersion", wide(versionText)}}};
-    const std::string tree = klxversion::versionTree(
-        klxversion::fixedFileInfo(high, low, high, low, 1), {strings}, {{0x0409, 0x04B0}});
+    const klx::version::StringTable strings{u"040904B0",
+                                            {{u"CompanyName", u"Keldmar"},
+                                             {u"FileDescription", ascii16(argv[3])},
+                                             {u"FileVersion", ascii16(versionText)},
+                                             {u"InternalName", ascii16(program)},
+                                             {u"OriginalFilename", ascii16(program + ".exe")},
+                                             {u"ProductName", ascii16(argv[4])},
+                                             {u"ProductVersion", ascii16(versionText)}}};
+    const std::string tree = klx::version::versionTree(
+        klx::version::fixedFileInfo(high, low, high, low, 1), {strings}, {{0x0409, 0x04B0}});
 
     std::ofstream out(argv[1], std::ios::binary | std::ios::trunc);
     const std::string array = "klxVersionResource[" + std::to_string(tree.size()) + "]";

@@ -1,8 +1,9 @@
-// Builds VS_VERSIONINFO trees: the version resource of a Windows module, and
-// of the SDK's programs on hosts where they carry it in a section of their
-// own. Used at build time and by the tests.
-#ifndef KLX_TOOLS_VERSION_TREE_H
-#define KLX_TOOLS_VERSION_TREE_H
+// KlxCore: builds VS_VERSIONINFO trees, laid out as a compiled version
+// resource: the library's own, the one the SDK's programs carry on hosts where
+// they are not PE images (written at build time), and the tests' images.
+// Header-only, so that the build-time generator needs no library.
+#ifndef KLX_VERSION_VERSION_TREE_H
+#define KLX_VERSION_VERSION_TREE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +11,8 @@
 #include <utility>
 #include <vector>
 
-namespace klxversion {
+namespace klx {
+namespace version {
 
 inline void put16(std::string& bytes, std::size_t at, std::uint32_t value) {
     bytes[at] = static_cast<char>(value & 0xFF);
@@ -33,6 +35,11 @@ inline std::string utf16(const std::u16string& text) {
     for (std::size_t i = 0; i < text.size(); ++i)
         put16(bytes, 2 * i, text[i]);
     return bytes;
+}
+
+// The UTF-16 form of an ASCII text.
+inline std::u16string ascii16(const std::string& text) {
+    return std::u16string(text.begin(), text.end());
 }
 
 // One node of a version tree. A text value is stored as UTF-16 and its
@@ -114,6 +121,7 @@ inline std::string versionTree(const std::string& fixed, const std::vector<Strin
     return encodeNode(root);
 }
 
-} // namespace klxversion
+} // namespace version
+} // namespace klx
 
-#endif // KLX_TOOLS_VERSION_TREE_H
+#endif // KLX_VERSION_VERSION_TREE_H
