@@ -9,7 +9,6 @@
 
 #include "KLXCorvaleSettings.h"
 #include "KLXFile.h"
-#include "KLXPathBrowser.h"
 #include "KLXPathEnvironment.h"
 #include "KLXSystem.h"
 
@@ -54,23 +53,17 @@ int fail(int code, const std::string& message) {
     return code;
 }
 
-bool exists(const std::string& path) {
-    std::string root = path, noSubPath;
-    KLXPathBrowser search(root, 1, nullptr, noSubPath, nullptr);
-    return search.exist();
-}
-
 // The settings object falls back to the profile's .cvlrc when the chosen
 // file is missing; creating it first keeps the user's choice. Returns what is
 // wrong, or "".
 std::string prepareConfigFile(const std::string& path) {
-    if (exists(path + "\\*"))
+    if (isDirectory(path))
         return displayPath(path) + " is a directory, not a configuration file";
-    if (exists(path))
+    if (pathExists(path))
         return "";
     std::string name = path;
     { KLXFile create(name, 0); }
-    return exists(path) ? "" : "cannot create the configuration file " + displayPath(path);
+    return pathExists(path) ? "" : "cannot create the configuration file " + displayPath(path);
 }
 
 // Applies one selection; on refusal says why and returns false. When the

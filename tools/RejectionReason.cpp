@@ -1,23 +1,10 @@
 #include "RejectionReason.h"
 
 #include "KLXCorvaleSettings.h"
-#include "KLXPathBrowser.h"
+#include "ToolPaths.h"
 
-#include <vector>
 
 namespace {
-
-// Anything matches the path or pattern.
-bool found(const std::string& pattern) {
-    std::string root = pattern, noSubPath;
-    KLXPathBrowser search(root, 1, nullptr, noSubPath, nullptr);
-    return search.exist();
-}
-
-// A directory lists at least "." for the pattern "*"; a file lists nothing.
-bool isDirectory(const std::string& path) {
-    return found(path + "\\*");
-}
 
 std::string firmwareReason(const std::string& path) {
     std::string directory = path;
@@ -28,7 +15,8 @@ std::string firmwareReason(const std::string& path) {
                                              : "its baseband is \"" + baseband + "\"";
         return "not a firmware of the OS library's baseband \"" + wanted + "\" (" + named + ")";
     }
-    if (!found(path + "\\emu_*.exe") && !found(path + "\\emu\\ubex_cvl\\Debug\\emu_*.exe"))
+    if (!pathExists(path + "\\emu_*.exe") &&
+        !pathExists(path + "\\emu\\ubex_cvl\\Debug\\emu_*.exe"))
         return "no emulation executable \"emu_*.exe\" in it or in emu\\ubex_cvl\\Debug";
     return "";
 }
@@ -38,7 +26,7 @@ std::string firmwareReason(const std::string& path) {
 std::string rejectionReason(CvlSelectElement_e element, const std::string& path) {
     if (path.empty())
         return "no directory given";
-    if (!found(path))
+    if (!pathExists(path))
         return "no such directory";
     if (!isDirectory(path))
         return "not a directory";
@@ -46,7 +34,7 @@ std::string rejectionReason(CvlSelectElement_e element, const std::string& path)
     std::string reason;
     switch (element) {
     case CVL_ELEMENT_OS_DEFAULT:
-        if (!found(path + "\\manifest.xml") || isDirectory(path + "\\manifest.xml"))
+        if (!pathExists(path + "\\manifest.xml") || isDirectory(path + "\\manifest.xml"))
             reason = "no \"manifest.xml\" in it, so not an OS library";
         break;
     case CVL_ELEMENT_FW_DEFAULT:
@@ -58,7 +46,7 @@ std::string rejectionReason(CvlSelectElement_e element, const std::string& path)
             reason = "no \"bin\" directory in it, so not a tool suite";
         break;
     case CVL_ELEMENT_ECLIPSE:
-        if (!found(path + "\\eclipse.exe"))
+        if (!pathExists(path + "\\eclipse.exe"))
             reason = "no \"eclipse.exe\" in it, so not an Eclipse installation";
         break;
     default:

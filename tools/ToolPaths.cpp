@@ -1,5 +1,6 @@
 #include "ToolPaths.h"
 
+#include "KLXPathBrowser.h"
 #include "KLXStrProcess.h"
 
 #include <algorithm>
@@ -83,4 +84,14 @@ std::string displayPath(const std::string& path) {
     std::string shown = path;
     std::replace(shown.begin(), shown.end(), '\\', '/');
     return shown;
+}
+
+bool pathExists(const std::string& pattern) {
+    std::string root = pattern, noSubPath;
+    KLXPathBrowser search(root, 1, nullptr, noSubPath, nullptr);
+    return search.exist();
+}
+
+bool isDirectory(const std::string& path) {
+    return pathExists(path + "\\*");
 }

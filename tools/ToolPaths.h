@@ -25,4 +25,10 @@ std::string displayPath(const std::string& path);
 // True when the path begins with a drive letter and a colon.
 bool hasDriveLetter(const std::string& path);
 
+// True when anything matches the path or wildcard pattern, as the library
+// searches.
+bool pathExists(const std::string& pattern);
+// True when the path is a directory: it lists at least "." for "*".
+bool isDirectory(const std::string& path);
+
 #endif // KLX_TOOLS_TOOL_PATHS_H
