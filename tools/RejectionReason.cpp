@@ -3,7 +3,6 @@
 #include "KLXCorvaleSettings.h"
 #include "ToolPaths.h"
 
-
 namespace {
 
 std::string firmwareReason(const std::string& path) {
