@@ -5,12 +5,12 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "RegistryValues.h"
 #include "TestFiles.h"
 #include "VersionImages.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -23,21 +23,12 @@ struct SystemProbe : KLXSystem {
     using KLXSystem::mAppPathTable;
 };
 
-struct KeyProbe : KLXRegistryKey {
-    using KLXRegistryKey::getValueNames;
-    using KLXRegistryKey::KLXRegistryKey;
-};
-
 // Every value of the HKEY_CLASSES_ROOT key (or `root`), sorted by name, as
 // "[name]=text" lines.
 std::string keyContent(std::string path, HKEY root = HKEY_CLASSES_ROOT) {
-    KeyProbe key(root, path);
-    std::vector<std::string> names;
-    key.getValueNames(names);
-    std::sort(names.begin(), names.end());
     std::string content;
-    for (std::string& name : names)
-        content += "[" + name + "]=" + key.retValue(name) + "\n";
+    for (const auto& value : klxtest::registryValues(root, path))
+        content += "[" + value.first + "]=" + value.second + "\n";
     return content;
 }
 

@@ -7,12 +7,12 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "RegistryValues.h"
 #include "TestFiles.h"
 #include "VersionImages.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -27,21 +27,12 @@ struct SystemProbe : KLXSystem {
     using KLXSystem::mUserProfileDir;
 };
 
-struct KeyProbe : KLXRegistryKey {
-    using KLXRegistryKey::getValueNames;
-    using KLXRegistryKey::KLXRegistryKey;
-};
-
 // Every value of the key, sorted by name, as "name=text" lines: the entries
 // by number, then "count".
 std::string keyContent(HKEY root, std::string path) {
-    KeyProbe key(root, path);
-    std::vector<std::string> names;
-    key.getValueNames(names);
-    std::sort(names.begin(), names.end());
     std::string content;
-    for (std::string& name : names)
-        content += name + "=" + key.retValue(name) + " ";
+    for (const auto& value : klxtest::registryValues(root, path))
+        content += value.first + "=" + value.second + " ";
     return content + "\n";
 }
 
