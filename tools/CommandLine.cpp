@@ -12,11 +12,31 @@ bool isOption(const std::string& argument) {
     return argument[0] == '-' || (argument[0] == '/' && argument.size() == 2);
 }
 
+// The two long options every program understands, as their letters.
+const char* shortForm(const std::string& argument) {
+    if (argument == "--help")
+        return "-h";
+    if (argument == "--version")
+        return "-v";
+    return nullptr;
+}
+
 } // namespace
 
 CommandLine::CommandLine(int argc, char* argv[], const std::string& flagLetters,
                          const std::string& valueLetters) {
-    KLXCmdLineParser parser(argc, argv);
+    // The parser knows one-letter options only: the long ones reach it as
+    // their letters.
+    std::vector<std::string> texts(argv, argv + (argc > 0 ? argc : 0));
+    for (size_t i = 1; i < texts.size(); ++i)
+        if (const char* letter = shortForm(texts[i]))
+            texts[i] = letter;
+    std::vector<char*> pointers;
+    for (std::string& text : texts)
+        pointers.push_back(&text[0]);
+    pointers.push_back(nullptr);
+
+    KLXCmdLineParser parser(static_cast<int>(texts.size()), pointers.data());
     for (char letter : flagLetters)
         if (parser.getOptionFlag(letter, false))
             mFlags += letter;

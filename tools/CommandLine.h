@@ -2,7 +2,8 @@
 // written "-x" or "/x", an option's value in the argument after it, and
 // operands, all read through the library's parser.
 //
-// One addition to the parser's syntax: an argument longer than two
+// Two additions to the parser's syntax: "--help" and "--version" stand for
+// "-h" and "-v"; and an argument longer than two
 // characters that begins with "/" is a host path, never an option, so that
 // "-f /home/me/project.cvlrc" means what a user on a POSIX host expects.
 #ifndef KLX_TOOLS_COMMAND_LINE_H

@@ -1,17 +1,21 @@
 // KlCvlSettings: shows the Corvale SDK's seven elements, or selects and saves
 // them. Run with -h for its options.
 #include "CommandLine.h"
+#include "HostMapping.h"
+#include "ProgramVersion.h"
 #include "RejectionReason.h"
 #include "SettingsElements.h"
 #include "SettingsReport.h"
 #include "SettingsSelection.h"
+#include "SettingsStore.h"
+#include "ShellText.h"
 #include "ToolPaths.h"
 
 #include "KLXCorvaleSettings.h"
-#include "KLXFile.h"
 #include "KLXPathEnvironment.h"
 #include "KLXSystem.h"
 
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -20,12 +24,14 @@ namespace {
 
 const char kProgram[] = "KlCvlSettings";
 
-// Exit codes: a refused selection, and a command line that cannot be read.
+// Exit codes: a refused selection, a command line that cannot be read, and
+// settings that cannot be read or saved.
 constexpr int kRefused = 1;
 constexpr int kUsageError = 2;
+constexpr int kNotSaved = 3;
 
 const char kUsage[] =
-    "Usage: KlCvlSettings [-f FILE] [-i] [-h] [ELEMENT=PATH | ELEMENT=INDEX]...\n"
+    "Usage: KlCvlSettings [-f FILE] [-i] [-e] [-h] [-v] [ELEMENT=PATH | ELEMENT=INDEX]...\n"
     "\n"
     "Shows the Corvale SDK's seven elements, or selects and saves them.\n"
     "\n"
@@ -36,15 +42,21 @@ const char kUsage[] =
     "  ELEMENT=INDEX   select the element's selectable path number INDEX\n"
     "  -f FILE         work on the configuration file FILE (created empty when\n"
     "                  missing) instead of .cvlrc in the user's profile\n"
+    "  -e              print the values as shell assignments with host paths,\n"
+    "                  for eval \"$(KlCvlSettings -e)\"\n"
     "  -i              print the information report on this machine and its tools\n"
-    "  -h              print this help\n"
+    "  -h, --help      print this help\n"
+    "  -v, --version   print the program's version\n"
     "\n"
     "ELEMENT is os, fw, plugins, gcc, arm, mingw, eclipse or the variable name\n"
     "(KL_CVL_IDE_OS_DEFAULT, ...). Selections apply from left to right, so an\n"
     "index counts in the list as the selections before it left it; choosing an\n"
     "OS library of another baseband moves the firmware to one of that baseband.\n"
     "They are saved together, to the registry histories and the configuration\n"
-    "file; when one is refused, nothing is saved.\n";
+    "file; when one is refused, nothing is saved.\n"
+    "\n"
+    "Exit status: 0 done, 1 a selection refused, 2 a command line that cannot be\n"
+    "read, 3 the settings cannot be read or saved.\n";
 
 void noSelect(CvlSelectElement_e) {}
 
@@ -53,29 +65,23 @@ int fail(int code, const std::string& message) {
     return code;
 }
 
-// The settings object falls back to the profile's .cvlrc when the chosen
-// file is missing; creating it first keeps the user's choice. Returns what is
-// wrong, or "".
-std::string prepareConfigFile(const std::string& path) {
-    if (isDirectory(path))
-        return displayPath(path) + " is a directory, not a configuration file";
-    if (pathExists(path))
-        return "";
-    std::string name = path;
-    { KLXFile create(name, 0); }
-    return pathExists(path) ? "" : "cannot create the configuration file " + displayPath(path);
+// A save that stopped before anything changed.
+int notSaved(int code, const std::string& message) {
+    fail(code, message);
+    return fail(code, "nothing was saved");
 }
 
-// Applies one selection; on refusal says why and returns false. When the
-// firmware is chosen later in the same call, a firmware that did not follow
-// the OS library goes unmentioned.
-bool applySelection(KLXCorvaleSettings& settings, const SettingsSelection& selection,
-                    bool firmwareChosenLater) {
+// Applies one selection. What it did goes to `done`; a refusal, in one line,
+// is returned. When the firmware is chosen later in the same call, a
+// firmware that did not follow the OS library goes unmentioned.
+std::string applySelection(KLXCorvaleSettings& settings, const SettingsSelection& selection,
+                           bool firmwareChosenLater, std::vector<std::string>& done) {
     KLXPathEnvironment& element = *settings.mElements[selection.element];
     KLXPathEnvironment& firmware = *settings.mElements[CVL_ELEMENT_FW_DEFAULT];
     std::string basebandBefore = KLXCorvaleSettings::mOSBaseBand;
     std::string firmwareBefore = firmware.getValue();
 
+    std::string path = selection.path;
     if (selection.byIndex) {
         size_t count = element.mPathList.size();
         if (selection.index >= count) {
@@ -83,34 +89,40 @@ bool applySelection(KLXCorvaleSettings& settings, const SettingsSelection& selec
                                          : "has " + std::to_string(count) +
                                                " selectable paths, numbered 0 to " +
                                                std::to_string(count - 1);
-            fail(kRefused,
-                 "index " + selection.typed + " is out of range: " + element.getName() + " " + has);
-            return false;
+            return "index " + selection.typed + " is out of range: " + element.getName() + " " +
+                   has;
         }
-        settings.updatePathFromHistory(selection.element, static_cast<int>(selection.index));
-    } else {
-        std::string path = selection.path;
-        if (!settings.updatePathFromString(selection.element, path)) {
-            fail(kRefused, element.getName() + " refuses " + path + ": " +
-                               rejectionReason(selection.element, path));
-            return false;
-        }
+        path = element.mPathList[selection.index];
     }
-    std::cout << element.getName() << " = " << element.getValue() << '\n';
+    // Everything saved goes into the configuration file, which bash reads.
+    std::string unsafe = rcValueProblem(path);
+    if (!unsafe.empty())
+        return element.getName() + " refuses " + path + ": " + unsafe;
+    if (selection.byIndex) {
+        settings.updatePathFromHistory(selection.element, static_cast<int>(selection.index));
+    } else if (!settings.updatePathFromString(selection.element, path)) {
+        return element.getName() + " refuses " + path + ": " +
+               rejectionReason(selection.element, path);
+    }
+    done.push_back(element.getName() + " = " + element.getValue());
 
     const std::string& baseband = KLXCorvaleSettings::mOSBaseBand;
     if (selection.element == CVL_ELEMENT_OS_DEFAULT && !baseband.empty() &&
         baseband != basebandBefore) {
-        if (firmware.getValue() != firmwareBefore)
-            std::cout << "Firmware followed the OS library to baseband " << baseband << ": "
-                      << firmware.getName() << " = " << firmware.getValue() << '\n';
-        else if (!firmwareChosenLater)
-            std::cout << "Firmware did not follow: its history holds no firmware of baseband "
-                      << baseband << " with an emulation executable; " << firmware.getName()
-                      << " stays " << (firmwareBefore.empty() ? "(not set)" : firmwareBefore)
-                      << '\n';
+        if (firmware.getValue() != firmwareBefore) {
+            unsafe = rcValueProblem(firmware.getValue());
+            if (!unsafe.empty())
+                return firmware.getName() + " cannot follow the OS library to " +
+                       firmware.getValue() + ": " + unsafe;
+            done.push_back("Firmware followed the OS library to baseband " + baseband + ": " +
+                           firmware.getName() + " = " + firmware.getValue());
+        } else if (!firmwareChosenLater) {
+            done.push_back("Firmware did not follow: its history holds no firmware of baseband " +
+                           baseband + " with an emulation executable; " + firmware.getName() +
+                           " stays " + (firmwareBefore.empty() ? "(not set)" : firmwareBefore));
+        }
     }
-    return true;
+    return "";
 }
 
 std::string reportForTerminal(std::string report) {
@@ -124,9 +136,16 @@ std::string reportForTerminal(std::string report) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    CommandLine commandLine(argc, argv, "hi", "f");
+    CommandLine commandLine(argc, argv, "hiev", "f");
     if (commandLine.hasFlag('h')) {
         std::cout << kUsage;
+        return 0;
+    }
+    if (commandLine.hasFlag('v')) {
+        std::string version = programVersion(kProgram);
+        if (version.empty())
+            return fail(kNotSaved, "cannot read the program's own version resource");
+        std::cout << version << '\n';
         return 0;
     }
     if (!commandLine.error().empty())
@@ -149,28 +168,69 @@ int main(int argc, char* argv[]) {
             return fail(kUsageError, problem);
         selections.push_back(selection);
     }
-    if (!configFile.empty()) {
-        std::string problem = prepareConfigFile(configFile);
-        if (!problem.empty())
-            return fail(kRefused, problem);
-    }
+    const bool saving = !selections.empty();
+    auto cannot = [saving](const std::string& problem) {
+        return saving ? notSaved(kNotSaved, problem) : fail(kNotSaved, problem);
+    };
+
+    // The library would take the host's root for a profile without HOME.
+    const char* home = std::getenv("HOME");
+    if (configFile.empty() && mappedHost() && (home == nullptr || *home == '\0'))
+        return cannot("HOME is not set, so there is no profile directory for .cvlrc; set HOME "
+                      "or name the configuration file with -f");
+    std::string problem = prefixProblem();
+    if (!problem.empty())
+        return cannot(problem);
+
+    // The file as the library names it, and as the host does.
+    std::string rcFile =
+        configFile.empty() ? KLXSystem::getUserProfileDir() + "\\.cvlrc" : configFile;
+    std::string hostFile = hostPath(displayPath(rcFile));
+    // A chosen file that is missing is created, so that the settings object
+    // takes it rather than the profile's .cvlrc.
+    problem = fileProblem(hostFile, saving, saving || !configFile.empty());
+    if (!problem.empty())
+        return cannot(std::string(saving ? "cannot save to " : "cannot read ") +
+                      displayPath(rcFile) + ": " + problem);
+    problem = registryProblem(false);
+    if (!problem.empty())
+        return cannot(problem);
 
     KLXCorvaleSettings settings(noSelect, configFile);
+    std::vector<std::string> done, refused;
     for (size_t i = 0; i < selections.size(); ++i) {
         bool firmwareChosenLater = false;
         for (size_t later = i + 1; later < selections.size(); ++later)
             firmwareChosenLater |= selections[later].element == CVL_ELEMENT_FW_DEFAULT;
-        if (!applySelection(settings, selections[i], firmwareChosenLater))
-            return kRefused;
+        std::string refusal = applySelection(settings, selections[i], firmwareChosenLater, done);
+        if (!refusal.empty())
+            refused.push_back(refusal);
+    }
+    if (!refused.empty()) {
+        for (const std::string& refusal : refused)
+            fail(kRefused, refusal);
+        return fail(kRefused, "nothing was saved");
     }
 
-    if (!selections.empty()) {
+    if (saving) {
+        problem = contentProblem(hostFile);
+        if (problem.empty())
+            problem = registryProblem(true);
+        if (!problem.empty())
+            return notSaved(kNotSaved, problem);
+        for (const std::string& line : done)
+            std::cout << line << '\n';
         settings.updateEnvironment();
+        problem = unsavedPart(settings, rcFile);
+        if (!problem.empty())
+            return fail(kNotSaved, problem + "; the settings were not saved completely");
         std::cout << "Saved to " << configFileShown(settings) << '\n';
     }
     if (commandLine.hasFlag('i'))
         std::cout << reportForTerminal(KLXSystem::getSystemInfo()) << '\n';
-    if (selections.empty() && !commandLine.hasFlag('i'))
+    if (commandLine.hasFlag('e'))
+        printExports(settings, std::cout);
+    if (!saving && !commandLine.hasFlag('i') && !commandLine.hasFlag('e'))
         printSettings(settings, configFileShown(settings), std::cout);
     return 0;
 }

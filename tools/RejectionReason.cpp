@@ -1,6 +1,7 @@
 #include "RejectionReason.h"
 
 #include "KLXCorvaleSettings.h"
+#include "KLXPathEnvironment.h"
 #include "ToolPaths.h"
 
 namespace {
@@ -9,6 +10,12 @@ std::string firmwareReason(const std::string& path) {
     std::string directory = path;
     std::string baseband = KLXCorvaleSettings::readBaseBand(directory);
     const std::string& wanted = KLXCorvaleSettings::mOSBaseBand;
+    const KLXCorvaleSettings* settings = KLXCorvaleSettings::Instance;
+    if (settings != nullptr && settings->mElements[CVL_ELEMENT_OS_DEFAULT]->getValue().empty())
+        return "no OS library is set, and a firmware must match its baseband: select os first, "
+               "or before fw in the same call";
+    if (wanted.empty())
+        return "the OS library's manifest names no baseband, and a firmware must match it";
     if (baseband != wanted) {
         std::string named = baseband.empty() ? std::string("its manifest names no baseband")
                                              : "its baseband is \"" + baseband + "\"";

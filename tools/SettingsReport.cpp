@@ -1,5 +1,6 @@
 #include "SettingsReport.h"
 
+#include "HostMapping.h"
 #include "KLXCorvaleSettings.h"
 #include "KLXPathEnvironment.h"
 #include "KLXSystem.h"
@@ -30,4 +31,18 @@ void printSettings(KLXCorvaleSettings& settings, const std::string& configFile, 
     const std::string& baseband = KLXCorvaleSettings::mOSBaseBand;
     out << "\nOS baseband: " << (baseband.empty() ? "(none)" : baseband) << '\n';
     out << "Configuration file: " << configFile << '\n';
+}
+
+void printExports(KLXCorvaleSettings& settings, std::ostream& out) {
+    for (const ElementName& name : kElementNames) {
+        const std::string& value = settings.mElements[name.element]->getValue();
+        if (value.empty()) {
+            out << "# " << name.variable << " is not set\n";
+            continue;
+        }
+        std::string quoted;
+        for (char c : hostPath(value))
+            quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        out << "export " << name.variable << "='" << quoted << "'\n";
+    }
 }

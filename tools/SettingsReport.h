@@ -12,6 +12,12 @@ class KLXCorvaleSettings;
 // then the OS library's baseband and the configuration file.
 void printSettings(KLXCorvaleSettings& settings, const std::string& configFile, std::ostream& out);
 
+// The seven values as POSIX shell assignments, for eval in a shell of the
+// host: "export KL_CVL_IDE_OS_DEFAULT='/opt/corvale/OS/V3.10'", each value a
+// host path where its drive is mapped (see hostPath), in single quotes. An
+// element without a value gives a comment line.
+void printExports(KLXCorvaleSettings& settings, std::ostream& out);
+
 // The configuration file the settings object works on, as a user reads it.
 std::string configFileShown(KLXCorvaleSettings& settings);
 

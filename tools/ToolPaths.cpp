@@ -51,6 +51,39 @@ std::string driveForm(const std::string& typed) {
     return "";
 }
 
+// The path with its drive letter upper-case and each name as the directory
+// that holds it spells it, found by a search for that one name (the search
+// matches names without regard to letter case, as Windows does). Names from
+// the first one that does not exist on are kept as they are.
+std::string onDiskSpelling(const std::string& path) {
+    std::string result = path.substr(0, 2);
+    result[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(result[0])));
+    // "C:name" is relative to the drive's current directory: kept as typed.
+    if (path.size() > 2 && path[2] != '\\')
+        return result + path.substr(2);
+    bool found = true;
+    size_t start = 2;
+    while (start < path.size()) {
+        size_t end = path.find('\\', start + 1);
+        if (end == std::string::npos)
+            end = path.size();
+        std::string name = path.substr(start + 1, end - start - 1);
+        start = end;
+        if (name.empty())
+            continue;
+        std::string candidate = result + "\\" + name, noSubPath;
+        // A name with wildcards would match other entries: it stays as typed.
+        if (found && name.find_first_of("*?") == std::string::npos) {
+            KLXPathBrowser search(candidate, 1 | 16, nullptr, noSubPath, nullptr);
+            found = search.getPathList().size() == 1;
+            if (found)
+                candidate = result + "\\" + search.getPathList().front();
+        }
+        result = candidate;
+    }
+    return result.size() == 2 ? result + "\\" : result;
+}
+
 } // namespace
 
 bool hasDriveLetter(const std::string& path) {
@@ -60,13 +93,15 @@ bool hasDriveLetter(const std::string& path) {
 std::string windowsPath(const std::string& typed) {
     if (typed.empty() || typed[0] == '$')
         return typed;
-    std::string drive = driveForm(typed);
-    if (!drive.empty())
-        return drive;
-    std::string absolute = normalized(absoluteHostPath(typed), '\\');
-    // On a host whose current directory has a drive of its own (Windows),
-    // the absolute path already carries it.
-    return hasDriveLetter(absolute) ? absolute : "U:" + absolute;
+    std::string path = driveForm(typed);
+    if (path.empty()) {
+        path = normalized(absoluteHostPath(typed), '\\');
+        // On a host whose current directory has a drive of its own (Windows),
+        // the absolute path already carries it.
+        if (!hasDriveLetter(path))
+            path = "U:" + path;
+    }
+    return onDiskSpelling(path);
 }
 
 std::string filePath(const std::string& typed) {

@@ -11,7 +11,9 @@
 //    absolute and given the drive "U:", the drive the library itself puts in
 //    front of a path that has none: /home/me/sdk gives U:\home\me\sdk;
 //  - a "$" reference to another variable is kept as it is.
-// "." and ".." are resolved and trailing separators dropped.
+// "." and ".." are resolved and trailing separators dropped, the drive letter
+// is upper-case and each existing name is spelt as on disk, so that every form
+// of one directory gives the same text.
 std::string windowsPath(const std::string& typed);
 
 // A file typed by the user: Windows and Cygwin forms as windowsPath gives
