@@ -36,6 +36,7 @@ struct Element {
     std::string value;
     Lines paths;      // selectable paths in the order shown
     int current = -1; // the one marked "*"
+    int marks = 0;
 };
 
 struct Show {
@@ -62,6 +63,7 @@ Show parseShow(const std::string& out) {
             EXPECT_TRUE(marked || line.rfind("    " + number + "  ", 0) == 0) << line;
             if (marked)
                 element->current = static_cast<int>(element->paths.size());
+            element->marks += marked;
             element->paths.push_back(line.substr(6 + number.size()));
         }
     }
@@ -104,9 +106,10 @@ protected:
 
     // Runs the program in the test's directory, so that relative paths
     // name its files.
-    klxtest::ToolResult run(const Lines& arguments) {
+    klxtest::ToolResult run(const Lines& arguments, const Lines& environment = {}) {
         klxtest::ToolOptions options;
         options.workingDirectory = mRoot.string();
+        options.environment = environment;
         return klxtest::runTool(KLX_TOOL_KLCVLSETTINGS, arguments, options);
     }
     Show show(const Lines& arguments = {}) {
@@ -142,41 +145,53 @@ protected:
         EXPECT_EQ(values, expected);
     }
 
-    // The seven variables as bash sees them after sourcing `file` in a clean
-    // environment.
-    Lines sourced(const fs::path& file) {
-        std::string script = "source \"$1\" || exit 9; printf '%s\\n'";
+    // The seven variables as bash sees them in a clean environment, in the
+    // test's directory, after `load` ran with "$1" set to `argument`.
+    Lines inBash(const std::string& load, const std::string& argument) {
+        std::string script = load + " || exit 9; printf '%s\\n'";
         for (const char* variable : kVariables)
             script += std::string(" \"$") + variable + "\"";
         klxtest::ToolOptions options;
         options.cleanEnvironment = true;
         options.environment = {"HOME=" + host("home")};
+        options.workingDirectory = mRoot.string();
         klxtest::ToolResult result =
-            klxtest::runTool("bash", {"-c", script, "bash", file.string()}, options);
+            klxtest::runTool("bash", {"-c", script, "bash", argument}, options);
         EXPECT_EQ(result.exitCode, 0) << result.err;
         Lines lines = klxtest::outputLines(result.out);
         lines.resize(7);
         return lines;
     }
+    Lines sourced(const fs::path& file) { return inBash("source \"$1\"", file.string()); }
 
     // What a refused call must leave alone: the configuration file's bytes
     // and every history.
     std::string saved() {
-        std::string state = fs::exists(rcFile()) ? klxtest::readBytes(rcFile()) : "<none>";
+        // Every run creates a missing file empty, as the library does.
+        std::string state = fs::is_regular_file(rcFile()) ? klxtest::readBytes(rcFile())
+                            : fs::exists(rcFile())        ? "<not a file>"
+                                                          : "";
         for (const char* variable : kVariables)
             for (const std::string& entry : history(variable))
                 state += "\n" + std::string(variable) + ": " + entry;
         return state;
     }
-    void expectNothingSaved(const Lines& arguments, int exitCode, const std::string& named) {
+    // Nothing printed on stdout, every message on stderr in the program's
+    // style, and a refused save ends by saying that nothing was saved.
+    void expectNothingSaved(const Lines& arguments, int exitCode, const std::string& named,
+                            const Lines& environment = {}) {
         SCOPED_TRACE(::testing::PrintToString(arguments));
         const std::string before = saved();
-        klxtest::ToolResult result = run(arguments);
+        klxtest::ToolResult result = run(arguments, environment);
         EXPECT_EQ(result.exitCode, exitCode);
-        EXPECT_EQ(klxtest::outputLines(result.err).size(), 1u) << result.err;
-        EXPECT_EQ(result.err.rfind("KlCvlSettings: ", 0), 0u) << result.err;
-        EXPECT_NE(result.err.find(named), std::string::npos) << result.err;
-        EXPECT_EQ(result.out.find("Saved"), std::string::npos) << result.out;
+        EXPECT_EQ(result.out, "");
+        Lines lines = klxtest::outputLines(result.err);
+        bool saving = exitCode != 2 && !arguments.empty();
+        ASSERT_EQ(lines.size(), saving ? 2u : 1u) << result.err;
+        for (const std::string& line : lines)
+            EXPECT_EQ(line.rfind("KlCvlSettings: ", 0), 0u) << result.err;
+        EXPECT_EQ(lines.back() == "KlCvlSettings: nothing was saved", saving) << result.err;
+        EXPECT_NE(lines.front().find(named), std::string::npos) << result.err;
         EXPECT_EQ(saved(), before);
     }
 
@@ -275,6 +290,7 @@ TEST_F(KlCvlSettings, RefusedSelectionsSaveNothing) {
     // of its own beside the program's one line.
     fs::copy(mRoot / "sdk" / "Firmware" / "V3.10_orvan", mRoot / "bad" / "FwBroken");
     klxtest::writeBytes(mRoot / "bad" / "FwBroken" / "manifest.xml", "<Firmware baseband=");
+    expectNothingSaved({"fw=" + host(kChoice[1])}, 1, "select os first");
     selectAll();
 
     struct Row {
@@ -301,6 +317,78 @@ TEST_F(KlCvlSettings, RefusedSelectionsSaveNothing) {
                             selection.substr(0, selection.find('=') + 1) + host(path)},
                            1, row.reason);
     }
+}
+
+TEST_F(KlCvlSettings, SavesThatCannotCompleteSaveNothing) {
+    selectAll();
+    const std::string plugins = "plugins=" + host("sdk/GCC");
+    fs::create_directories(mRoot / "other");
+    klxtest::writeBytes(mRoot / "other" / "registry.db", "not a database");
+    const std::string withNul = "# mine\nexport A=\"1\"\nB" + std::string(1, '\0') + "C\n";
+    struct Row {
+        std::string rcFile; // its bytes, or "/" for a directory
+        Lines environment, arguments;
+        std::string named;
+    };
+    const Row rows[] = {
+        {"/", {}, {}, ".cvlrc: it is a directory"},
+        {"/", {}, {plugins}, ".cvlrc: it is a directory"},
+        {withNul, {}, {plugins}, "line 3 holds a NUL byte"},
+        {"", {"KLX_PREFIX=" + host("other")}, {plugins}, "other/registry.db"},
+        {"", {"KLX_PREFIX=" + host("sdk/README.md/x")}, {}, "x cannot be created: Not a directory"},
+        {"", {"HOME"}, {plugins}, "HOME is not set"},
+    };
+    for (const Row& row : rows) {
+        fs::remove_all(rcFile());
+        if (row.rcFile == "/")
+            fs::create_directory(rcFile());
+        else
+            klxtest::writeBytes(rcFile(), row.rcFile);
+        expectNothingSaved(row.arguments, 3, row.named, row.environment);
+    }
+}
+
+// The values are written between double quotes without escaping.
+TEST_F(KlCvlSettings, DirectoriesBashWouldMisreadAreRefused) {
+    selectAll();
+    const Lines before = sourced(rcFile());
+    for (const std::string name : {"a\"b", "`touch ran`", "$(touch ran)", "$HOME", "a\nb"}) {
+        fs::create_directories(mRoot / "odd" / name);
+        expectNothingSaved({"plugins=" + host("odd/" + name)}, 1, "refuses");
+    }
+    expectNothingSaved({"plugins=$KLCOREHOME\\"}, 1, "backslash");
+    EXPECT_EQ(sourced(rcFile()), before);
+    EXPECT_FALSE(fs::exists(mRoot / "ran"));
+}
+
+TEST_F(KlCvlSettings, EveryFormOfADirectoryIsOneHistoryEntry) {
+    std::string lower = windows("sdk/OS/V2.00"), upper = host("sdk/OS/V2.00");
+    std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
+    std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+    for (const std::string& form :
+         Lines{"sdk/OS/./V3.10/../V2.00/", "/cygdrive/u" + host("sdk/os/v2.00"), lower + "\\",
+               upper}) {
+        klxtest::ToolResult result = run({"os=" + form});
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+    }
+    EXPECT_EQ(history("KL_CVL_IDE_OS_DEFAULT"), Lines{windows("sdk/OS")});
+    const Element os = show().elements["KL_CVL_IDE_OS_DEFAULT"];
+    EXPECT_EQ(os.value, windows("sdk/OS/V2.00"));
+    EXPECT_EQ(os.marks, 1);
+}
+
+// eval "$(KlCvlSettings -e)" gives a POSIX shell the host paths.
+TEST_F(KlCvlSettings, ExportsForAPosixShell) {
+    selectAll();
+    fs::create_directories(mRoot / "it's");
+    ASSERT_EQ(run({"plugins=it's"}).exitCode, 0);
+    klxtest::ToolResult exports = run({"-e"});
+    EXPECT_EQ(exports.exitCode, 0) << exports.err;
+    Lines expected;
+    for (const char* choice : kChoice)
+        expected.push_back(host(choice));
+    expected[2] = host("it's");
+    EXPECT_EQ(inBash("eval \"$1\"", exports.out), expected);
 }
 
 TEST_F(KlCvlSettings, CommandLineErrorsSaveNothing) {
@@ -338,11 +426,19 @@ TEST_F(KlCvlSettings, AnotherConfigurationFile) {
     EXPECT_EQ(klxtest::readBytes(rcFile()), profileFile);
 }
 
-TEST_F(KlCvlSettings, HelpAndInformationReport) {
-    klxtest::ToolResult help = run({"-h"});
-    EXPECT_EQ(help.exitCode, 0);
-    EXPECT_EQ(help.out.rfind("Usage: KlCvlSettings ", 0), 0u) << help.out;
-    EXPECT_EQ(help.err, "");
+TEST_F(KlCvlSettings, HelpVersionAndInformationReport) {
+    for (const char* option : {"-h", "--help", "-v", "--version"}) {
+        klxtest::ToolResult result = run({option});
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.err, "");
+        const char* start =
+            option[1] == 'h' || option[2] == 'h' ? "Usage: KlCvlSettings " : "KlCvlSettings 0.";
+        EXPECT_EQ(result.out.rfind(start, 0), 0u) << result.out;
+        EXPECT_NE(option[1] == 'v' || option[2] == 'v' ? result.out.find(" (Keldmar Corvale SDK)\n")
+                                                       : 0,
+                  std::string::npos)
+            << result.out;
+    }
     EXPECT_FALSE(fs::exists(rcFile()));
 
     // The report closes the output: nine lines from "OS version: " on.

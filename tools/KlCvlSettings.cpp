@@ -97,7 +97,7 @@ std::string applySelection(KLXCorvaleSettings& settings, const SettingsSelection
     // Everything saved goes into the configuration file, which bash reads.
     std::string unsafe = rcValueProblem(path);
     if (!unsafe.empty())
-        return element.getName() + " refuses " + path + ": " + unsafe;
+        return element.getName() + " refuses " + oneLine(path) + ": " + unsafe;
     if (selection.byIndex) {
         settings.updatePathFromHistory(selection.element, static_cast<int>(selection.index));
     } else if (!settings.updatePathFromString(selection.element, path)) {

@@ -199,7 +199,8 @@ void carryOut(const EnvCommand& command, Variables& variables, bool trial,
     if (problem.empty())
         problem = batchValueProblem(variable.getName());
     if (!problem.empty())
-        refused.push_back(variable.getName() + "=" + written + " cannot be written: " + problem);
+        refused.push_back(oneLine(variable.getName() + "=" + written) +
+                          " cannot be written: " + problem);
     if (!trial)
         out.push_back(variable.getName() + '=' + variable.getValue());
 }

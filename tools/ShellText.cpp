@@ -71,3 +71,12 @@ std::string batchValueProblem(const std::string& value) {
         return "it holds \"%\", which cmd would expand as a variable in klenv.bat";
     return "";
 }
+
+std::string oneLine(const std::string& text) {
+    std::string result;
+    for (char c : text)
+        result += c == '\n'   ? std::string("\\n")
+                  : c == '\r' ? std::string("\\r")
+                              : std::string(1, c);
+    return result;
+}

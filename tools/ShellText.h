@@ -19,4 +19,8 @@ std::string rcValueProblem(const std::string& value);
 // safe.
 std::string batchValueProblem(const std::string& value);
 
+// The text with its line breaks written as \n and \r, so that a message
+// naming it stays on one line.
+std::string oneLine(const std::string& text);
+
 #endif // KLX_TOOLS_SHELL_TEXT_H
