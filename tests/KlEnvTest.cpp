@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -65,7 +66,7 @@ TEST_F(KlEnv, NineXDisablesOldDefinitionsAndCallsTheBatchFileOnce) {
         EXPECT_EQ(result.exitCode, 0) << result.err;
         EXPECT_EQ(result.err, "");
         EXPECT_EQ(klxtest::outputLines(result.out),
-                  (Lines{"KLCOREHOME=A2", "PATH=C;D", "PATH=C;D;C:\\KL",
+                  (Lines{"KLCOREHOME=A2", "removed OLD from PATH", "PATH=C;D", "PATH=C;D;C:\\KL",
                          "Applied: C:\\autoexec.bat calls C:\\klenv.bat, which holds the new "
                          "definitions"}));
         // Disabled lines are comments the second time: nothing more to do,
@@ -101,18 +102,37 @@ TEST_F(KlEnv, NtChangesTheMachineEnvironment) {
     EXPECT_EQ(edited.exitCode, 0) << edited.err;
     EXPECT_EQ(machine("KLPATH"), "C:\\b;C:\\c");
 
-    // Nothing is carried out when any argument is bad, even a late one.
+    // A trial run shows each change and makes none.
     const std::string before = bytesOf("klenv.bat");
-    const Lines bad[] = {{"-s", "KLNEW"}, {"-a", "KLPATH="}, {"-r", "KLPATH="},
-                         {"-x"},          {"KLNEW=1"},       {"-s"}};
-    for (const Lines& tail : bad) {
+    klxtest::ToolResult trial = run({"-n", "-a", "KLPATH=C:\\d", "-s", "KLTOOLS=x", "KLTOOLS"});
+    EXPECT_EQ(trial.exitCode, 0) << trial.err;
+    EXPECT_EQ(klxtest::outputLines(trial.out),
+              (Lines{"KLTOOLS=x", "would set KLPATH=C:\\b;C:\\c;C:\\d (now C:\\b;C:\\c)",
+                     "would set KLTOOLS=x (now C:\\kl)", "Nothing was changed (-n)"}));
+
+    // Nothing is carried out when any argument is bad, even a late one: a
+    // mistake (2), or a value that cmd would not read back from klenv.bat (1).
+    const std::pair<Lines, int> bad[] = {{{"-s", "KLNEW"}, 2},
+                                         {{"-a", "KLPATH="}, 2},
+                                         {{"-r", "KLPATH="}, 2},
+                                         {{"-x"}, 2},
+                                         {{"KLNEW=1"}, 2},
+                                         {{"-s"}, 2},
+                                         {{"-s", "KLNEW=a & del /q C:\\*"}, 1},
+                                         {{"-a", "PATH=C:\\R&D\\bin"}, 1},
+                                         {{"-s", "KLNEW=a|b<c>d^e"}, 1},
+                                         {{"-s", "KLNEW=50%"}, 1},
+                                         {{"-s", "KLNEW=a\nSET B=1"}, 1}};
+    for (const auto& [tail, exitCode] : bad) {
         for (Lines arguments : {Lines{}, Lines{"-s", "KLTOOLS=changed", "-a", "KLPATH=C:\\d"}}) {
             arguments.insert(arguments.end(), tail.begin(), tail.end());
             SCOPED_TRACE(::testing::PrintToString(arguments));
             klxtest::ToolResult result = run(arguments);
-            EXPECT_EQ(result.exitCode, 2);
+            EXPECT_EQ(result.exitCode, exitCode);
             EXPECT_EQ(result.out, "");
-            EXPECT_EQ(klxtest::outputLines(result.err).size(), 1u) << result.err;
+            Lines lines = klxtest::outputLines(result.err);
+            EXPECT_EQ(lines.size(), exitCode == 1 ? 2u : 1u) << result.err;
+            EXPECT_EQ(lines.back() == "KlEnv: nothing was changed", exitCode == 1) << result.err;
             EXPECT_EQ(result.err.rfind("KlEnv: ", 0), 0u) << result.err;
             EXPECT_EQ(machine("KLTOOLS"), "C:\\kl");
             EXPECT_EQ(machine("KLPATH"), "C:\\b;C:\\c");
@@ -127,8 +147,37 @@ TEST_F(KlEnv, RemovalMatchesItemsInAnyLetterCase) {
     ASSERT_EQ(run({"-s", "KLPATH=C:\\a;C:\\Lib;C:\\b"}).exitCode, 0);
     klxtest::ToolResult removed = run({"-r", "KLPATH=\\LIB"});
     EXPECT_EQ(removed.exitCode, 0) << removed.err;
-    EXPECT_EQ(klxtest::outputLines(removed.out).front(), "KLPATH=C:\\a;C:\\b");
+    Lines lines = klxtest::outputLines(removed.out);
+    lines.resize(2);
+    EXPECT_EQ(lines, (Lines{"removed C:\\Lib from KLPATH", "KLPATH=C:\\a;C:\\b"}));
     EXPECT_EQ(machine("KLPATH"), "C:\\a;C:\\b");
+}
+
+// A store that cannot be opened is named: no value is shown as unset, and
+// nothing is claimed applied.
+TEST_F(KlEnv, AStoreThatCannotBeOpenedIsNamed) {
+    const fs::path other = fs::path(std::getenv("KLX_PREFIX")).parent_path() / "other";
+    fs::create_directories(other);
+    klxtest::writeBytes(other / "registry.db", "not a database");
+    for (const Lines& arguments : {Lines{"-s", "KLNEW=1"}, Lines{"KLNEW"}}) {
+        klxtest::ToolResult result = run(arguments, {"KLX_PREFIX=" + other.string()});
+        EXPECT_EQ(result.exitCode, 3);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(
+            result.err.find("cannot open the registry store " + other.string() + "/registry.db"),
+            std::string::npos)
+            << result.err;
+    }
+    EXPECT_FALSE(fs::exists(other / "drive_c" / "klenv.bat"));
+}
+
+TEST_F(KlEnv, HelpAndVersion) {
+    for (const char* option : {"--help", "-v", "--version"}) {
+        klxtest::ToolResult result = run({option});
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.out.rfind(option[2] == 'h' ? "Usage: KlEnv " : "KlEnv 0.", 0), 0u)
+            << result.out;
+    }
 }
 
 } // namespace
