@@ -372,8 +372,12 @@ TEST_F(KlCvlSettings, DirectoriesBashWouldMisreadAreRefused) {
         expectNothingSaved({"plugins=" + host("odd/" + name)}, 1, "refuses");
     }
     expectNothingSaved({"plugins=$KLCOREHOME\\"}, 1, "backslash");
+    expectNothingSaved({"plugins=${HOME"}, 1, "not a variable reference");
     EXPECT_EQ(sourced(rcFile()), before);
     EXPECT_FALSE(fs::exists(mRoot / "ran"));
+    // A reference to another variable is what bash is meant to expand.
+    ASSERT_EQ(run({"plugins=${HOME}"}).exitCode, 0);
+    EXPECT_EQ(sourced(rcFile())[2], host("home"));
 }
 
 TEST_F(KlCvlSettings, EveryFormOfADirectoryIsOneHistoryEntry) {

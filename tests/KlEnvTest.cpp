@@ -104,10 +104,12 @@ TEST_F(KlEnv, NtChangesTheMachineEnvironment) {
 
     // A trial run shows each change and makes none.
     const std::string before = bytesOf("klenv.bat");
-    klxtest::ToolResult trial = run({"-n", "-a", "KLPATH=C:\\d", "-s", "KLTOOLS=x", "KLTOOLS"});
+    klxtest::ToolResult trial =
+        run({"-n", "-a", "KLPATH=C:\\d", "-s", "KLTOOLS=x", "KLTOOLS", "-r", "KLPATH=zz"});
     EXPECT_EQ(trial.exitCode, 0) << trial.err;
     EXPECT_EQ(klxtest::outputLines(trial.out),
-              (Lines{"KLTOOLS=x", "would set KLPATH=C:\\b;C:\\c;C:\\d (now C:\\b;C:\\c)",
+              (Lines{"KLTOOLS=x", "no item of KLPATH contains zz",
+                     "would set KLPATH=C:\\b;C:\\c;C:\\d (now C:\\b;C:\\c)",
                      "would set KLTOOLS=x (now C:\\kl)", "Nothing was changed (-n)"}));
 
     // Nothing is carried out when any argument is bad, even a late one: a

@@ -61,7 +61,10 @@ std::string prefixProblem() {
     // Trying again tells why the library could not make it.
     if (fs::create_directories(fs::path(prefix) / "dosdevices", error) || !error)
         return "KLX_PREFIX " + prefix + " had no dosdevices directory";
-    return "KLX_PREFIX " + prefix + " cannot be created: " + error.message();
+    std::error_code ignored;
+    return "KLX_PREFIX " + prefix +
+           (fs::exists(prefix, ignored) ? " cannot be opened: " : " cannot be created: ") +
+           error.message();
 }
 
 std::string registryName() {
