@@ -1,4 +1,4 @@
-// The number of values a registry key holds, as RegQueryInfoKeyA counts them.
+// The number of values a registry key holds, as RegQueryInfoKeyW counts them.
 #include "platform/Platform.h"
 
 #include "TestFiles.h"
@@ -12,11 +12,11 @@ using namespace klx::platform;
 
 class RegistryValueCount : public ::testing::Test {
 protected:
-    static HKEY open(const std::string& p) { return createRegistryKey(HKEY_CURRENT_USER, p).key; }
+    static HKEY open(const std::string& p) { return createRegistryKey(HKEY_CURRENT_USER, p).value; }
     static void set(HKEY key, const std::string& n) { setRegistryValue(key, n, REG_SZ, "x", 2); }
     static DWORD countOf(HKEY key) {
-        DWORD count = 12345;
-        return queryRegistryValueCount(key, count) == 0 ? count : 99999;
+        Result<DWORD> count = queryRegistryValueCount(key);
+        return count.ok() ? count.value : 99999;
     }
 };
 
@@ -36,7 +36,7 @@ TEST_F(RegistryValueCount, CountsEachValueOnceAndFailsForKeysThatAreGone) {
     set(child, "a");
     EXPECT_EQ(countOf(key), 5u);
     EXPECT_EQ(countOf(child), 1u);
-    HKEY again = duplicateRegistryKey(key).key;
+    HKEY again = duplicateRegistryKey(key).value;
     EXPECT_EQ(countOf(again), 5u);
     closeRegistryKey(again);
     closeRegistryKey(child);
@@ -51,11 +51,7 @@ TEST_F(RegistryValueCount, CountsEachValueOnceAndFailsForKeysThatAreGone) {
                       "DELETE FROM reg_keys WHERE name_folded = CAST('gone' AS BLOB);";
     EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(db);
-    DWORD count = 7;
-    EXPECT_EQ(queryRegistryValueCount(key, count), static_cast<DWORD>(ERROR_KEY_DELETED));
-    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(queryRegistryValueCount(key).error, static_cast<DWORD>(ERROR_KEY_DELETED));
     closeRegistryKey(key);
-    count = 7;
-    EXPECT_EQ(queryRegistryValueCount(key, count), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(queryRegistryValueCount(key).error, static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }
