@@ -48,32 +48,27 @@ TEST(FileSharing, UpdateLockOrdersHoldersAndBlocksNoData) {
     std::string path = (klxtest::freshDir("lock") / "l").string();
     klxtest::writeBytes(path, "data");
     const unsigned all = AccessRead | AccessWrite, both = ShareRead | ShareWrite;
-    HANDLE first = open(path, all, both), second = open(path, all, both);
-    ASSERT_EQ(lockFile(first), 0u);
-    // Another handle reads and writes while the lock is held...
+    HANDLE holder = open(path, all, both), waiting = open(path, all, both);
+    ASSERT_EQ(lockFile(holder), 0u);
+    // Another handle reads and writes while the lock is held, but waits for
+    // the lock until the holder lets go (unlocking, or closing its handle).
     char buffer[4] = {};
-    EXPECT_EQ(readFileAt(second, 0, buffer, 4).value, 4u);
-    EXPECT_EQ(writeFileAt(second, 4, "more", 4).error, 0u);
-    // ...but waits for the lock until the holder lets go; closing a handle
-    // lets go too.
-    std::atomic<bool> locked{false};
-    std::thread waiter([&] {
-        EXPECT_EQ(lockFile(second), 0u);
-        locked = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(locked);
-    EXPECT_EQ(unlockFile(first), 0u);
-    waiter.join();
-    EXPECT_TRUE(locked);
-    HANDLE third = open(path, all, both);
-    std::thread closer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        closeHandle(second);
-    });
-    EXPECT_EQ(lockFile(third), 0u);
-    closer.join();
-    closeHandle(third);
-    closeHandle(first);
+    EXPECT_EQ(readFileAt(waiting, 0, buffer, 4).value, 4u);
+    EXPECT_EQ(writeFileAt(waiting, 4, "more", 4).error, 0u);
+    for (bool byClosing : {false, true}) {
+        std::atomic<bool> locked{false};
+        std::thread waiter([&] { locked = lockFile(waiting) == 0; });
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_FALSE(locked);
+        byClosing ? closeHandle(holder) : void(unlockFile(holder));
+        waiter.join();
+        EXPECT_TRUE(locked);
+        if (!byClosing) {
+            closeHandle(holder);
+            holder = waiting;
+            waiting = open(path, all, both);
+        }
+    }
+    closeHandle(waiting);
     EXPECT_EQ(klxtest::readBytes(path), "datamore");
 }

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -61,13 +60,8 @@ Names driveDir(const std::string& name, const Names& subdirectories, const Names
     Names names;
     for (const auto& entry : fs::directory_iterator(dir))
         names.push_back(entry.path().filename().string());
-    auto upper = [](std::string name) {
-        for (char& c : name)
-            c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        return name;
-    };
-    std::sort(names.begin(), names.end(),
-              [&](const std::string& a, const std::string& b) { return upper(a) < upper(b); });
+    // These names sort the same with and without regard to case.
+    std::sort(names.begin(), names.end());
     return names;
 }
 

@@ -1,6 +1,7 @@
 // Version resources read from PE images that the test builds itself: the
-// block and its lookups, the language that is picked, the files that have
-// none, and images and trees broken in every way a file can be.
+// block, the language that is picked, the files that have none, and images
+// and trees broken in every way a file can be (the fuzzer corrupts them at
+// random).
 #include "platform/common/VersionInfo.h"
 
 #include "TestFiles.h"
@@ -48,13 +49,6 @@ bool holdsSample(std::vector<unsigned char>& block) {
            word32(fixed.value.data, 16) == 0x00050002u && word32(fixed.value.data, 20) == 7u &&
            text(block, "\\StringFileInfo\\040904b0\\CompanyName") == "Keldmar" &&
            text(block, "\\StringFileInfo\\040704e4\\ProductName") == "Produkt";
-}
-
-// Every query a reader makes, on whatever block it got; must not crash.
-void queryAll(std::vector<unsigned char>& block) {
-    for (const char* sub : {"\\", "\\VarFileInfo\\Translation",
-                            "\\StringFileInfo\\040904b0\\ProductName", "\\StringFileInfo"})
-        queryVersionValue(block.data(), block.size(), sub);
 }
 
 std::string writeImage(const std::string& name, const std::string& bytes) {
@@ -130,7 +124,7 @@ TEST(PlatformVersionResource, FilesWithoutVersion) {
     EXPECT_FALSE(fileVersionInfoSize("").ok());
 }
 
-TEST(PlatformVersionResource, TruncatedAndCorruptedImages) {
+TEST(PlatformVersionResource, TruncatedImages) {
     for (bool plus : {false, true}) {
         SCOPED_TRACE(plus ? "PE32+" : "PE32");
         const std::string image = peImage(plus, {{16, sampleVersionTree()}});
@@ -147,22 +141,6 @@ TEST(PlatformVersionResource, TruncatedAndCorruptedImages) {
         for (std::size_t length = 0; length <= image.size(); ++length) {
             std::vector<unsigned char> block = readFrom(image.substr(0, length));
             EXPECT_TRUE(block.empty() || holdsSample(block)) << length;
-        }
-
-        // Every byte of the headers and of the resource section's data set
-        // to 0x00 and to 0xFF in turn (the rest is padding): whatever is read
-        // must be safe to query.
-        const std::size_t headers = 0x40 + 24 + (plus ? 240 : 224) + 40;
-        const std::size_t end = kHeadersSize + 0x58 + sampleVersionTree().size();
-        for (std::size_t at = 0; at < end; ++at) {
-            for (char value : {'\x00', '\xff'}) {
-                if (at >= headers && at < kHeadersSize)
-                    break;
-                std::string bad = image;
-                bad[at] = value;
-                std::vector<unsigned char> block = readFrom(bad);
-                queryAll(block);
-            }
         }
     }
 }

@@ -220,23 +220,12 @@ TEST(PosixHost, VersionSectionOfHostPrograms) {
         EXPECT_EQ(fileVersionInfoSize((directory / "bare").string()).error,
                   DWORD(ERROR_BAD_EXE_FORMAT));
 
-        // Cut at every byte, and every byte set to 0x00 and 0xFF: the
-        // version is read right or not at all, and is safe to query.
-        const fs::path cut = directory / "cut";
-        for (std::size_t at = 0; at <= image.size(); ++at) {
-            for (int change = 0; change < 3; ++change) {
-                if (at == image.size() && change > 0)
-                    break;
-                std::string bytes = change == 0 ? image.substr(0, at) : image;
-                if (change > 0)
-                    bytes[at] = change == 1 ? '\x00' : '\xff';
-                fs::remove(cut);
-                klxtest::writeBytes(cut, bytes);
-                block = versionOf(cut);
-                if (change == 0) {
-                    EXPECT_TRUE(block.empty() || holds(block)) << at;
-                }
-            }
+        // Cut at every byte: the version is read right or not at all.
+        for (std::size_t at = 0; at < image.size(); ++at) {
+            fs::remove(directory / "cut");
+            klxtest::writeBytes(directory / "cut", image.substr(0, at));
+            block = versionOf(directory / "cut");
+            EXPECT_TRUE(block.empty() || holds(block)) << at;
         }
     }
 }

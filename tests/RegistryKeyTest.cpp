@@ -337,3 +337,38 @@ TEST(RegistryKey, UnusableStoreGivesNullKeys) {
     });
     EXPECT_EQ(read(HKEY_CURRENT_USER, kPath, "v"), "again");
 }
+
+TEST(RegistryKey, ValueCountsAndKeysThatAreGone) {
+    using namespace klx::platform;
+    auto open = [](const std::string& p) { return createRegistryKey(HKEY_CURRENT_USER, p).value; };
+    auto set = [](HKEY key, const std::string& n) { setRegistryValue(key, n, REG_SZ, "x", 2); };
+    auto countOf = [](HKEY key) {
+        Result<DWORD> count = queryRegistryValueCount(key);
+        return count.ok() ? count.value : 99999;
+    };
+    HKEY key = open(kPath + "\\values");
+    EXPECT_EQ(countOf(key), 0u);
+    // Rewriting a value, in any letter case, adds nothing; the default value
+    // and a value of another type count like any other; subkeys' values do
+    // not; another handle to the same key sees the same count.
+    for (const char* name : {"count", "0", "1", "COUNT", "1", ""})
+        set(key, name);
+    EXPECT_EQ(setRegistryValue(key, "bytes", REG_BINARY, "ab", 2), 0u);
+    HKEY child = open(kPath + "\\values\\child");
+    set(child, "a");
+    HKEY again = duplicateRegistryKey(key).value;
+    EXPECT_EQ(countOf(key), 5u);
+    EXPECT_EQ(countOf(again), 5u);
+    EXPECT_EQ(countOf(child), 1u);
+    for (HKEY each : {again, child, key})
+        closeRegistryKey(each);
+
+    // A key deleted behind the handle's back, and a closed handle, fail.
+    key = open(kPath + "\\gone");
+    set(key, "a");
+    rows("PRAGMA foreign_keys = ON;"
+         "DELETE FROM reg_keys WHERE name_folded = CAST('gone' AS BLOB);");
+    EXPECT_EQ(queryRegistryValueCount(key).error, static_cast<DWORD>(ERROR_KEY_DELETED));
+    closeRegistryKey(key);
+    EXPECT_EQ(queryRegistryValueCount(key).error, static_cast<DWORD>(ERROR_INVALID_HANDLE));
+}
