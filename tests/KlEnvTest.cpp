@@ -1,16 +1,19 @@
 // KlEnv run as an installer runs it: on 9x the boot batch file and the
 // environment batch file, on NT the machine environment in the registry, and
-// command lines that must change nothing.
+// command lines that must change nothing, and runs at the same time.
 #include "KLXRegistryKey.h"
+#include "KLXSystem.h"
 
 #include "TestFiles.h"
 #include "ToolRun.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -180,6 +183,33 @@ TEST_F(KlEnv, HelpAndVersion) {
         EXPECT_EQ(result.out.rfind(option[2] == 'h' ? "Usage: KlEnv " : "KlEnv 0.", 0), 0u)
             << result.out;
     }
+}
+
+TEST_F(KlEnv, RunsAtTheSameTimeKeepEveryDefinition) {
+    // Each run rewrites the environment batch file; runs that overlap take
+    // turns, so that none of them writes back a file without another's lines.
+    const int kRuns = 16, kEach = 5;
+    std::vector<int> exitCodes(kRuns, -1);
+    std::vector<std::thread> runs;
+    Lines expected;
+    for (int run = 0; run < kRuns; ++run) {
+        Lines arguments;
+        for (int n = run * kEach; n < (run + 1) * kEach; ++n) {
+            arguments.insert(arguments.end(), {"-s", "KLRUN" + std::to_string(n) + "=x"});
+            expected.push_back("SET KLRUN" + std::to_string(n) + "=x");
+        }
+        runs.emplace_back([run, arguments, &exitCodes]() mutable {
+            std::string program = KLX_TOOL_KLENV;
+            exitCodes[run] = KLXSystem::run(program, arguments, true);
+        });
+    }
+    for (std::thread& run : runs)
+        run.join();
+    EXPECT_EQ(exitCodes, std::vector<int>(kRuns, 0));
+    Lines lines = batchLines("klenv.bat");
+    std::sort(lines.begin(), lines.end());
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(lines, expected);
 }
 
 } // namespace
