@@ -3,6 +3,7 @@
 // command lines that must change nothing.
 #include "KLXRegistryKey.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 #include "ToolRun.h"
 
@@ -25,8 +26,8 @@ protected:
     void SetUp() override {
         fs::path root = klxtest::freshDir("env");
         fs::create_directories(root / "home");
-        setenv("HOME", (root / "home").c_str(), 1);
-        setenv("KLX_PREFIX", (root / "prefix").c_str(), 1);
+        klxtest::setEnv("HOME", (root / "home").string());
+        klxtest::setEnv("KLX_PREFIX", (root / "prefix").string());
         fs::create_directories(drive());
     }
 
