@@ -47,7 +47,9 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
     const std::string outFile = (scratch / "stdout").string();
     const std::string errFile = (scratch / "stderr").string();
 
-    std::string commandLine = quoted(program);
+    // The program as a Windows shell names it, with backslashes: the child
+    // sees its own path in its command line.
+    std::string commandLine = quoted(std::filesystem::path(program).make_preferred().string());
     for (const std::string& argument : arguments)
         commandLine += " " + quoted(argument);
     // The environment block: "NAME=VALUE" strings, each ended by a NUL, and
