@@ -319,9 +319,12 @@ TEST(RegistryKey, UnusableStoreGivesNullKeys) {
         EXPECT_FALSE(fs::exists(dir / "foreign" / "registry.db"));
     }
 
-    // The store is the user's alone, also where the prefix was not.
+    // The store is the user's alone, also where the prefix and an empty
+    // store were not.
     fs::create_directories(dir / "open");
+    klxtest::writeBytes(dir / "open" / "registry.db", "");
     fs::permissions(dir / "open", fs::perms::all);
+    fs::permissions(dir / "open" / "registry.db", fs::perms::all);
     withPrefix(dir / "open", [&] { write(HKEY_CURRENT_USER, kPath, "v", "private"); });
     EXPECT_EQ(fs::status(dir / "open").permissions(), fs::perms::owner_all);
     for (const char* file : {"registry.db", "registry.db-wal", "registry.db-shm"})
