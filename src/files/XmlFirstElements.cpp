@@ -3,6 +3,7 @@
 
 #include "KLXFile.h"
 #include "XmlFileBytes.h"
+#include "XmlThinner.h"
 
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
@@ -139,6 +140,7 @@ bool readFirstElements(const std::string& path, const std::vector<std::string>& 
     std::string name = path;
     KLXFile file(name, 2);
     FileBytes bytes(file);
+    XmlThinner thinned(bytes, attribute);
     bool wellFormed = false;
 
     // libxml2's tree building for the prolog and the document type, which the
@@ -163,7 +165,7 @@ bool readFirstElements(const std::string& path, const std::vector<std::string>& 
     Scan scan{parser, &names, &attribute, &found, names.size()};
     parser->_private = &scan;
     xmlParserInputBufferPtr input = xmlParserInputBufferCreateIO(
-        FileBytes::readCallback, FileBytes::closeCallback, &bytes, XML_CHAR_ENCODING_NONE);
+        XmlThinner::readCallback, XmlThinner::closeCallback, &thinned, XML_CHAR_ENCODING_NONE);
     xmlParserInputPtr stream =
         input != nullptr ? xmlNewIOInputStream(parser, input, XML_CHAR_ENCODING_NONE) : nullptr;
     if (stream == nullptr) {
