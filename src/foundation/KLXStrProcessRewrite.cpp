@@ -13,7 +13,7 @@
 // - a rewrite that lengthens the text ("ab" -> "bba" doubles the b's for
 //   every a) stops once the text is four times longer than replacing every
 //   occurrence once would make it;
-// - as a last guard, a rewrite that runs through more than 16 (n + 1)^2 texts
+// - as a last guard, a rewrite that runs through more than 4 (n + 1)^2 texts
 //   of one length n stops: some do so for exponentially many steps before
 //   they end (a pattern that begins with a NUL matches at every NUL when case
 //   is ignored, and a replacement that plants NULs can count in binary).
@@ -223,11 +223,13 @@ private:
     bool mHashed = false;
 };
 
+// The last guard's number of texts of length n: 4 (n + 1)^2, saturated.
 std::size_t saturatingSquareBound(std::size_t n) {
     const std::uint64_t k = static_cast<std::uint64_t>(n) + 1;
-    if (k > (std::numeric_limits<std::uint32_t>::max() >> 4))
-        return std::numeric_limits<std::size_t>::max();
-    return static_cast<std::size_t>(16 * k * k);
+    const std::uint64_t bound =
+        k > (std::uint64_t(1) << 30) ? std::numeric_limits<std::uint64_t>::max() : 4 * k * k;
+    return bound > std::numeric_limits<std::size_t>::max() ? std::numeric_limits<std::size_t>::max()
+                                                           : static_cast<std::size_t>(bound);
 }
 
 // Replaces every match in one pass, going on after each replacement: for a
