@@ -38,8 +38,9 @@ protected:
     void update();
 
     // Records one change of `variable` in mModifiedVarsList: a new entry
-    // (name, separator, value) for a variable not listed yet, else the removed
-    // template and the added item, each when not empty.
+    // (name, separator, value) for a variable not listed yet, else the new
+    // value at position 2 and the removed template and the added item, each
+    // when not empty.
     static void updateModifiedVarList(KLXEnvVar* variable, std::string& removed,
                                       std::string& added);
 

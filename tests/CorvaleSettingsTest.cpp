@@ -192,6 +192,30 @@ TEST_F(CorvaleSettings, PathChecksAndReadBaseBand) {
     band("C:\\SDK\\Firmware\\V1.00", "");
     band("C:\\SDK\\Plugins\\V1.00", "pavan");
     band("C:\\missing", "");
+    // Tags with many attributes and document types with many default values
+    // reach libxml2 thinned, and read the same: a repeated attribute makes
+    // the file not well-formed, default values are not in the parsed file.
+    std::string plain, defaults;
+    for (int i = 0; i < 40; ++i) {
+        plain += " a" + std::to_string(i) + "=\"v\"";
+        defaults += " d" + std::to_string(i) + " CDATA \"v\"";
+    }
+    band("<m><Api" + plain + " baseband=\"many\"/></m>", "many");
+    band("<m><Api" + plain + " a7=\"again\" baseband=\"x\"/></m>", "");
+    band("<!DOCTYPE m [<!ATTLIST Api" + defaults + " baseband CDATA \"dtd\">]><m><Api/></m>",
+         "pavan");
+    // An entity reference in a value is not text in the parsed file, and
+    // entities that expand a billionfold are refused.
+    band("<!DOCTYPE m [<!ENTITY b \"orvan\">]><m><Api baseband=\"&b;\"/></m>", "pavan");
+    band("<!DOCTYPE m [<!ENTITY b \"orvan\">]><m><Api baseband=\"x&b;\"/></m>", "x");
+    std::string bomb = "<!DOCTYPE m [<!ENTITY e0 \"lol\">";
+    for (int i = 1; i <= 9; ++i) {
+        bomb += "<!ENTITY e" + std::to_string(i) + " \"";
+        for (int j = 0; j < 10; ++j)
+            bomb += "&e" + std::to_string(i - 1) + ";";
+        bomb += "\">";
+    }
+    band(bomb + "]><m><Api baseband=\"&e9;\"/></m>", "");
 
     // One shared result, overwritten by each call, even by one given it.
     std::string first = "C:\\SDK\\OS\\V3.10", second = "C:\\M\\3";

@@ -79,27 +79,28 @@ TEST(EnvVar, RecordsEachSequenceOfChanges) {
     std::string longList;
     for (int i = 0; longList.size() <= 5000; ++i)
         longList += "C:\\tools\\element" + std::to_string(i) + ";";
-    // Each row: the stored list, then the calls; the entry after name and
-    // separator, which keeps the value after the first change; and the value
-    // after the last call.
+    // Each row: the stored list, then the calls; the entry after name,
+    // separator and value, which is the value after the last call; and that
+    // value.
     struct Row {
         Entry calls;
         Entry entry;
         std::string last;
     };
     const std::vector<Row> rows = {
-        {{"A", "=V"}, {"V"}, "V"},
-        {{"A", "+X"}, {"A;X", "X"}, "A;X"},
-        {{"A;Y", "-Y"}, {"A", "", "Y"}, "A"},
-        {{"A;Y", "+X", "-Y"}, {"A;Y;X", "X", "Y"}, "A;X"},
-        {{"A;Y", "-Y", "+X"}, {"A", "", "Y", "X"}, "A;X"},
-        {{"A", "+X1", "+X2"}, {"A;X1", "X1", "", "X2"}, "A;X1;X2"},
-        {{"A;Y1;B;Y2", "-Y1", "-Y2"}, {"A;B;Y2", "", "Y1", "", "Y2"}, "A;B"},
-        {{"A;%P%", "*%P%>Q"}, {"A;Q"}, "A;Q"},
-        {{"", "+X"}, {"X", "X"}, "X"}, // no separator before the first item
-        {{"A;Y", "-Y", "+X", "-A"}, {"A", "", "Y", "X", "A"}, "X"},
+        {{"A", "=V"}, {}, "V"},
+        {{"A", "=V", "=W"}, {}, "W"},
+        {{"A", "+X"}, {"X"}, "A;X"},
+        {{"A;Y", "-Y"}, {"", "Y"}, "A"},
+        {{"A;Y", "+X", "-Y"}, {"X", "Y"}, "A;X"},
+        {{"A;Y", "-Y", "+X"}, {"", "Y", "X"}, "A;X"},
+        {{"A", "+X1", "+X2"}, {"X1", "", "X2"}, "A;X1;X2"},
+        {{"A;Y1;B;Y2", "-Y1", "-Y2"}, {"", "Y1", "", "Y2"}, "A;B"},
+        {{"A;%P%", "*%P%>Q"}, {}, "A;Q"},
+        {{"", "+X"}, {"X"}, "X"}, // no separator before the first item
+        {{"A;Y", "-Y", "+X", "-A"}, {"", "Y", "X", "A"}, "X"},
         {{longList + "C:\\old", "+C:\\new", "-C:\\old"},
-         {longList + "C:\\old;C:\\new", "C:\\new", "C:\\old"},
+         {"C:\\new", "C:\\old"},
          longList + "C:\\new"},
     };
     for (KLXOsType_e family : kFamilies) {
@@ -110,7 +111,7 @@ TEST(EnvVar, RecordsEachSequenceOfChanges) {
             env(family, name, calls[0].c_str());
             Var path(name, ";");
             path.run({calls.begin() + 1, calls.end()});
-            Entry expected{name, ";"};
+            Entry expected{name, ";", rows[i].last};
             expected.insert(expected.end(), rows[i].entry.begin(), rows[i].entry.end());
             EXPECT_EQ(recorded, Record{expected});
             EXPECT_EQ(env(family, name), rows[i].last);
@@ -154,14 +155,14 @@ TEST(EnvVar, EntriesAreKeptByExactName) {
         Var again("KlxTestCase", ",");
         // Names that differ in letter case are two entries, even where the
         // store itself does not tell them apart. Objects of one name share
-        // the entry, which keeps the separator and the value of the change that
-        // made it.
+        // the entry, which keeps the separator of the change that made it and
+        // the value of the latest one.
         lower.run({"=A"});
         upper.run({"=two"});
         again.run({"+B"});
         std::string none;
         Var::updateModifiedVarList(nullptr, none, none);
-        EXPECT_EQ(recorded, (Record{{"KlxTestCase", ";", "A", "B"}, {"KLXTESTCASE", ";", "two"}}));
+        EXPECT_EQ(recorded, (Record{{"KlxTestCase", ";", "B", "B"}, {"KLXTESTCASE", ";", "two"}}));
     }
 }
 
@@ -187,6 +188,6 @@ TEST(EnvVar, EachFamilyUsesOnlyItsOwnStore) {
         Var odd("KLX=ODD", "");
         odd.run({"=x"});
         EXPECT_EQ(env(KLX_OS_9X, "KLX"), "<undefined>");
-        EXPECT_EQ(recorded, (Record{{name, "", "mine"}, {"KLX=ODD", "", "x"}}));
+        EXPECT_EQ(recorded, (Record{{name, "", ""}, {"KLX=ODD", "", "x"}}));
     }
 }

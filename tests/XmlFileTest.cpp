@@ -1,12 +1,14 @@
 // KLXXmlFile and KLXXmlNode: parsing, XPath queries, names, text and
 // attributes of the selected nodes, the shared results, and hostile or broken
 // input.
+#include "KLXCorvaleSettings.h"
 #include "KLXXmlFile.h"
 #include "KLXXmlNode.h"
 
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
+#include <libxml/parser.h>
 
 #include <climits>
 #include <filesystem>
@@ -277,4 +279,31 @@ TEST(XmlFile, WindowsPathsAndTheOpenFile) {
         EXPECT_EQ(file.write(text) + file.writeln(text), 0);
     }
     EXPECT_EQ(klxtest::readBytes(sdk / "manifest.xml"), manifest);
+}
+
+TEST(XmlFile, GzipFilesAreReadAsLibxml2ReadsThem) {
+    if (!xmlHasFeature(XML_WITH_ZLIB))
+        GTEST_SKIP() << "this libxml2 is built without zlib: it reads gzip files as they are";
+    // <Manifest><Api baseband="gz"/></Manifest>, compressed by gzip.
+    const std::string gzip("\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\xb3\xf1\x4d\xcc\xcb\x4c"
+                           "\x4b\x2d\x2e\xb1\xb3\x71\x2c\xc8\x54\x48\x4a\x2c\x4e\x4d\x4a\xcc"
+                           "\x4b\xb1\x55\x4a\xaf\x52\xd2\xb7\xb3\xd1\x87\x4b\x03\x00\xa4\x4c"
+                           "\x3f\x51\x29\x00\x00\x00",
+                           54);
+    Query file(gzip, "//Api");
+    ASSERT_TRUE(file.mFile.isValid());
+    EXPECT_EQ(file.attr(0, "baseband"), "gz");
+    fs::path dir = klxtest::freshDir("gzip");
+    klxtest::writeBytes(dir / "manifest.xml", gzip);
+    std::string component = dir.string();
+    EXPECT_EQ(KLXCorvaleSettings::readBaseBand(component), "gz");
+    // Cut short, or with a damaged check, the data is not the file's.
+    std::string damaged = gzip;
+    damaged[47] = static_cast<char>(damaged[47] ^ 1);
+    for (const std::string& broken : {gzip.substr(0, 40), damaged}) {
+        std::string path = fileWith(broken);
+        EXPECT_FALSE(KLXXmlFile(path).isValid());
+        klxtest::writeBytes(dir / "manifest.xml", broken);
+        EXPECT_EQ(KLXCorvaleSettings::readBaseBand(component), "");
+    }
 }

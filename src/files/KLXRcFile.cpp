@@ -10,14 +10,13 @@ KLXRcFile::KLXRcFile(std::string& path, int mode) : KLXTextFile(path, KLX_TEXT_F
 
 std::string& KLXRcFile::getValue(std::string& name) {
     static std::string value;
-    // Look the name up before touching the result: the caller may pass the
-    // previous result as the name.
+    // The result is emptied before the name is looked up: a caller that
+    // passes the previous result back in as the name looks up the empty name.
+    value.clear();
     int index = getVariableDefinitionLine(name);
     std::size_t templateLength = getVariableDefinitionTemplate(name).size();
-    if (index < 0) {
-        value.clear();
+    if (index < 0)
         return value;
-    }
     value.assign(mLines[index], templateLength, std::string::npos);
     if (!value.empty() && value.front() == kQuote)
         value.erase(0, 1);

@@ -2,10 +2,12 @@
 // the baseband family named in a component's manifest.
 #include "KLXCorvaleSettings.h"
 #include "KLXPathBrowser.h"
-#include "KLXXmlFile.h"
-#include "KLXXmlNode.h"
 
+#include "files/XmlFirstElements.h"
 #include "platform/Platform.h"
+
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -27,18 +29,6 @@ bool patternExists(std::string pattern) {
     std::string noSubPath;
     KLXPathBrowser browser(pattern, 1, nullptr, noSubPath, nullptr);
     return browser.exist();
-}
-
-// The "baseband" attribute of the first node that `xpath` selects, copied
-// into `result`; false when the query selects nothing.
-bool readAttributeOfFirst(KLXXmlFile& file, const char* xpath, std::string& result) {
-    std::string expression = xpath;
-    KLXXmlNode node(file.evalExpression(expression));
-    if (node.getNodeCount() <= 0)
-        return false;
-    std::string attribute = "baseband";
-    result = node.getNodePropertyValue(0, attribute);
-    return true;
 }
 
 } // namespace
@@ -81,19 +71,27 @@ std::string& KLXCorvaleSettings::readBaseBand(std::string& path) {
     std::string manifest = path + KLX_STR_BACKSLASH + "manifest.xml";
     result.clear();
 
-    KLXXmlFile file(manifest);
-    if (!file.isValid())
+    // The manifest is read in one pass that keeps only the first Api,
+    // Firmware and Plug-in elements' attribute: the queries "//Api",
+    // "//Firmware" and "//Plug-in" select elements of those names without a
+    // namespace, in document order.
+    static const std::vector<std::string> names = {"Api", "Firmware", "Plug-in"};
+    std::vector<klx::xml::FirstElement> first;
+    if (!klx::xml::readFirstElements(manifest, names, "baseband", first))
         return result;
 
     // An OS library or a plug-in without a family of its own belongs to the
     // default one; a firmware must name its family.
-    bool mayDefault;
-    if (readAttributeOfFirst(file, "//Api", result))
+    bool mayDefault = false;
+    if (first[0].found) {
+        result = first[0].attribute;
         mayDefault = true;
-    else if (readAttributeOfFirst(file, "//Firmware", result))
-        mayDefault = false;
-    else
-        mayDefault = readAttributeOfFirst(file, "//Plug-in", result);
+    } else if (first[1].found) {
+        result = first[1].attribute;
+    } else if (first[2].found) {
+        result = first[2].attribute;
+        mayDefault = true;
+    }
     if (mayDefault && result.empty())
         result = kDefaultBaseBand;
     return result;

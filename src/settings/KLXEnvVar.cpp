@@ -89,10 +89,12 @@ void KLXEnvVar::updateModifiedVarList(KLXEnvVar* variable, std::string& removed,
             continue;
         if (entry.size() < 3)
             entry.resize(3);
-        // The entry keeps the separator and the value of the change that
-        // made it; later changes add only their items and templates.
-        // From position 3 on the entry holds (added, removed) pairs: an added
-        // item goes to an odd position, a removed template to an even one.
+        // The entry keeps the separator of the change that made it and the
+        // value of the latest change, which is what the batch file is to
+        // define. From position 3 on it holds (added, removed) pairs: an
+        // added item goes to an odd position, a removed template to an even
+        // one.
+        entry[2] = variable->mValue;
         if (!removedText.empty()) {
             if (entry.size() % 2 == 1)
                 entry.emplace_back();
@@ -105,7 +107,6 @@ void KLXEnvVar::updateModifiedVarList(KLXEnvVar* variable, std::string& removed,
         }
         return;
     }
-    // A new entry records the state after the change; the change itself is
-    // the value.
+    // A new entry records the state after the change.
     mModifiedVarsList.push_back({variable->mName, variable->mSeparator, variable->mValue});
 }
