@@ -131,10 +131,14 @@ DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void
     std::wstring text;
     if (isText(type) && size != 0) {
         text = toWide(std::string_view(static_cast<const char*>(data), size));
-        if (text.size() > 0x7FFFFFFFu)
+        const std::size_t units = text.size();
+        if (units > 0x7FFFFFFFu)
             return ERROR_INVALID_PARAMETER;
+        // A text without its NUL is stored as it is: the unit after it must
+        // not be a NUL, or Wine counts that one in too.
+        text += L'\xFFFF';
         bytes = reinterpret_cast<const BYTE*>(text.data());
-        length = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+        length = static_cast<DWORD>(units * sizeof(wchar_t));
     }
     return static_cast<DWORD>(::RegSetValueExW(key, wideName.c_str(), 0, type, bytes, length));
 }
