@@ -81,8 +81,8 @@ private:
 
 // CreateProcessW of `program` with `commandLine` and `handles`; the
 // caller's environment and current directory.
-DWORD startChild(const std::string& program, const std::string& commandLine,
-                 ChildHandles& handles, PROCESS_INFORMATION& process) {
+DWORD startChild(const std::string& program, const std::string& commandLine, ChildHandles& handles,
+                 DWORD flags, PROCESS_INFORMATION& process) {
     const std::wstring application = toWide(program);
     std::wstring line = toWide(commandLine.c_str());
     // A program always gets a name for itself, as a POSIX child does.
@@ -98,7 +98,6 @@ DWORD startChild(const std::string& program, const std::string& commandLine,
 
     std::vector<HANDLE>& inherited = handles.inherited();
     std::vector<char> storage;
-    DWORD flags = 0;
     if (!inherited.empty()) {
         SIZE_T size = 0;
         ::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
@@ -114,12 +113,12 @@ DWORD startChild(const std::string& program, const std::string& commandLine,
             return error;
         }
         startup.lpAttributeList = list;
-        flags = EXTENDED_STARTUPINFO_PRESENT;
+        flags |= EXTENDED_STARTUPINFO_PRESENT;
     }
 
     const BOOL started =
-        ::CreateProcessW(application.c_str(), &line[0], nullptr, nullptr, !inherited.empty(),
-                         flags, nullptr, nullptr, &startup.StartupInfo, &process);
+        ::CreateProcessW(application.c_str(), &line[0], nullptr, nullptr, !inherited.empty(), flags,
+                         nullptr, nullptr, &startup.StartupInfo, &process);
     const DWORD error = started ? 0 : ::GetLastError();
     if (startup.lpAttributeList != nullptr)
         ::DeleteProcThreadAttributeList(startup.lpAttributeList);
@@ -316,7 +315,7 @@ Result<int> spawnProcess(const std::string& program, const std::string& commandL
     handles.giveOwn(1, STD_OUTPUT_HANDLE);
     handles.giveOwn(2, STD_ERROR_HANDLE);
     PROCESS_INFORMATION info = {};
-    if (DWORD error = startChild(host, commandLine, handles, info))
+    if (DWORD error = startChild(host, commandLine, handles, 0, info))
         return {-1, error};
     ScopedKernelHandle process(info.hProcess);
     ScopedKernelHandle thread(info.hThread);
@@ -352,8 +351,11 @@ Result<CapturedRun> captureProcess(const std::string& program, const std::string
     handles.give(0, input.get());
     handles.give(1, outputEnd.get());
     handles.give(2, errorEnd.get());
+    // A caller without a console (a windowed program) would otherwise show
+    // an empty console window for each run.
+    const DWORD flags = ::GetConsoleWindow() == nullptr ? CREATE_NO_WINDOW : 0;
     PROCESS_INFORMATION info = {};
-    if ((result.error = startChild(host, commandLine, handles, info)) != 0)
+    if ((result.error = startChild(host, commandLine, handles, flags, info)) != 0)
         return result;
     ScopedKernelHandle process(info.hProcess);
     ScopedKernelHandle thread(info.hThread);

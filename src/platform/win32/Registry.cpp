@@ -7,8 +7,8 @@
 #include "platform/Platform.h"
 #include "platform/win32/WideText.h"
 
-#include <cstdint>
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
 namespace klx {
@@ -98,7 +98,8 @@ Result<RegistryValue> queryRegistryValue(HKEY key, const std::string& name) {
     DWORD size = 0;
     for (;;) {
         size = static_cast<DWORD>(buffer.size());
-        LONG error = ::RegQueryValueExW(key, wideName.c_str(), nullptr, &type, buffer.data(), &size);
+        LONG error =
+            ::RegQueryValueExW(key, wideName.c_str(), nullptr, &type, buffer.data(), &size);
         if (error == ERROR_SUCCESS)
             break;
         if (error != ERROR_MORE_DATA)
@@ -163,8 +164,8 @@ Result<std::vector<std::string>> enumerateRegistryValueNames(HKEY key) {
     std::wstring buffer(std::max<std::size_t>(longest, kMaxValueName) + 1, L'\0');
     for (DWORD index = 0;; ++index) {
         DWORD length = static_cast<DWORD>(buffer.size());
-        error = ::RegEnumValueW(key, index, &buffer[0], &length, nullptr, nullptr, nullptr,
-                                nullptr);
+        error =
+            ::RegEnumValueW(key, index, &buffer[0], &length, nullptr, nullptr, nullptr, nullptr);
         if (error == ERROR_NO_MORE_ITEMS)
             break;
         if (error == ERROR_MORE_DATA) {

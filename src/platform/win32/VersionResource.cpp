@@ -75,16 +75,17 @@ Result<std::string> readVersionResource(const std::string& path) {
     {
         // The file's own error first (not found, a directory, not shared...):
         // the loader would tell them all as one.
-        ScopedFileHandle file(::CreateFileW(wide.c_str(), GENERIC_READ,
-                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        ScopedFileHandle file(::CreateFileW(
+            wide.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!file)
             return {std::string(), ::GetLastError()};
         if (::GetFileType(file.get()) != FILE_TYPE_DISK)
             return {std::string(), ERROR_BAD_EXE_FORMAT};
     }
-    ScopedModule module(::LoadLibraryExW(loaderPath(wide).c_str(), nullptr,
-                                         LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE));
+    ScopedModule module(
+        ::LoadLibraryExW(loaderPath(wide).c_str(), nullptr,
+                         LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE));
     // A file that can be read and yet not mapped is no image.
     if (!module)
         return {std::string(), ERROR_BAD_EXE_FORMAT};
