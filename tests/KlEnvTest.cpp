@@ -1,16 +1,19 @@
 // KlEnv run as an installer runs it: on 9x the boot batch file and the
 // environment batch file, on NT the machine environment in the registry, and
-// command lines that must change nothing.
+// command lines that must change nothing, and runs at the same time.
 #include "KLXRegistryKey.h"
+#include "KLXSystem.h"
 
 #include "TestFiles.h"
 #include "ToolRun.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -129,6 +132,33 @@ TEST_F(KlEnv, RemovalMatchesItemsInAnyLetterCase) {
     EXPECT_EQ(removed.exitCode, 0) << removed.err;
     EXPECT_EQ(klxtest::outputLines(removed.out).front(), "KLPATH=C:\\a;C:\\b");
     EXPECT_EQ(machine("KLPATH"), "C:\\a;C:\\b");
+}
+
+TEST_F(KlEnv, RunsAtTheSameTimeKeepEveryDefinition) {
+    // Each run rewrites the environment batch file; runs that overlap take
+    // turns, so that none of them writes back a file without another's lines.
+    const int kRuns = 16, kEach = 5;
+    std::vector<int> exitCodes(kRuns, -1);
+    std::vector<std::thread> runs;
+    for (int run = 0; run < kRuns; ++run)
+        runs.emplace_back([run, &exitCodes] {
+            std::string program = KLX_TOOL_KLENV;
+            Lines arguments;
+            for (int i = 0; i < kEach; ++i)
+                arguments.insert(arguments.end(),
+                                 {"-s", "KLRUN" + std::to_string(run * kEach + i) + "=x"});
+            exitCodes[run] = KLXSystem::run(program, arguments, true);
+        });
+    for (std::thread& run : runs)
+        run.join();
+    EXPECT_EQ(exitCodes, std::vector<int>(kRuns, 0));
+    Lines lines = batchLines("klenv.bat");
+    std::sort(lines.begin(), lines.end());
+    Lines expected;
+    for (int n = 0; n < kRuns * kEach; ++n)
+        expected.push_back("SET KLRUN" + std::to_string(n) + "=x");
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(lines, expected);
 }
 
 } // namespace

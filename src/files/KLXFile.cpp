@@ -29,8 +29,8 @@ KLXFile::KLXFile(std::string& path, int mode)
         creation = FileCreation::OpenExisting;
     }
 
-    OpenResult opened = createFile(path, access, share, creation);
-    mHandle = opened.handle;
+    Result<HANDLE> opened = createFile(path, access, share, creation);
+    mHandle = opened.value;
     mLastError = (mHandle == INVALID_HANDLE_VALUE) ? opened.error : 0;
     updateSize();
 }
@@ -44,10 +44,10 @@ void KLXFile::updateSize() {
     mSize = 0;
     if (mHandle == INVALID_HANDLE_VALUE)
         return;
-    klx::platform::SizeResult size = klx::platform::fileSize(mHandle);
+    klx::platform::Result<std::uint64_t> size = klx::platform::fileSize(mHandle);
     // Only the low 32 bits, as GetFileSize without its high half reports;
     // its failure value stands for an unknown size.
-    DWORD low = static_cast<DWORD>(size.size);
+    DWORD low = static_cast<DWORD>(size.value);
     if (size.error == 0 && low != 0xFFFFFFFFu)
         mSize = low;
 }
@@ -66,7 +66,7 @@ char* KLXFile::read(int offset, unsigned long* size) {
     if (buffer == nullptr)
         return nullptr;
 
-    klx::platform::IoResult result =
+    klx::platform::Result<std::size_t> result =
         offset < 0
             ? klx::platform::readFile(mHandle, buffer, count)
             : klx::platform::readFileAt(mHandle, static_cast<unsigned>(offset), buffer, count);
@@ -74,8 +74,8 @@ char* KLXFile::read(int offset, unsigned long* size) {
         delete[] buffer;
         return nullptr;
     }
-    std::memset(buffer + result.done, 0, count + 1 - result.done);
-    *size = static_cast<unsigned long>(result.done);
+    std::memset(buffer + result.value, 0, count + 1 - result.value);
+    *size = static_cast<unsigned long>(result.value);
     return buffer;
 }
 
@@ -85,10 +85,11 @@ int KLXFile::write(int offset, unsigned long* size, const char* buffer) {
         return -1;
     const unsigned long position = offset < 0 ? 0ul : static_cast<unsigned long>(offset);
 
-    klx::platform::IoResult result = klx::platform::writeFileAt(mHandle, position, buffer, *size);
+    klx::platform::Result<std::size_t> result =
+        klx::platform::writeFileAt(mHandle, position, buffer, *size);
     if (result.error != 0)
         return -1;
-    *size = static_cast<unsigned long>(result.done);
+    *size = static_cast<unsigned long>(result.value);
     // A shorter rewrite leaves no tail of the old content.
     klx::platform::setEndOfFile(mHandle);
     return 0;

@@ -3,6 +3,7 @@
 #include "KLXStrProcess.h"
 
 #include "platform/Platform.h"
+#include "platform/common/AllocatorTuning.h"
 
 #include <climits>
 #include <cstring>
@@ -162,7 +163,7 @@ int KLXTextFile::write() {
     if (total == 0 || total > 0xFFFFFFFFul)
         return -1;
 
-    klx::platform::SizeResult before = klx::platform::fileSize(mHandle);
+    klx::platform::Result<std::uint64_t> before = klx::platform::fileSize(mHandle);
     if (before.error != 0)
         return -1;
 
@@ -171,8 +172,9 @@ int KLXTextFile::write() {
     chunk.reserve((total < kChunkSize ? total : kChunkSize) + mLineBreak.size());
     std::uint64_t offset = 0;
     auto put = [&](const char* data, std::size_t size) {
-        klx::platform::IoResult result = klx::platform::writeFileAt(mHandle, offset, data, size);
-        offset += result.done;
+        klx::platform::Result<std::size_t> result =
+            klx::platform::writeFileAt(mHandle, offset, data, size);
+        offset += result.value;
         return result.error == 0;
     };
     auto flush = [&] {
@@ -197,7 +199,7 @@ int KLXTextFile::write() {
 
     if (!written) {
         // The file keeps the length it had.
-        klx::platform::setFileLength(mHandle, before.size);
+        klx::platform::setFileLength(mHandle, before.value);
         return -1;
     }
     // A shorter rewrite leaves no tail of the old content.
@@ -257,13 +259,14 @@ bool KLXTextFile::readLines() {
         const std::size_t wanted = remaining < kChunkSize ? remaining : kChunkSize;
         const std::size_t kept = pending.size();
         pending.resize(kept + wanted);
-        klx::platform::IoResult result = klx::platform::readFile(mHandle, &pending[kept], wanted);
+        klx::platform::Result<std::size_t> result =
+            klx::platform::readFile(mHandle, &pending[kept], wanted);
         if (result.error != 0) {
             mLines.clear();
             return false;
         }
-        remaining -= result.done;
-        std::size_t got = result.done;
+        remaining -= result.value;
+        std::size_t got = result.value;
         if (textEnded) {
             got = 0; // read on only to see the whole file read
         } else if (const void* nul = std::memchr(&pending[kept], '\0', got)) {
@@ -285,7 +288,7 @@ bool KLXTextFile::readLines() {
                            16);
             reserved = true;
         }
-        if (result.done < wanted)
+        if (result.value < wanted)
             break; // the end of the file came first
     }
     if (textLength > 0) {

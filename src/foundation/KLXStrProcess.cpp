@@ -3,7 +3,7 @@
 // that the text files, environment lists and settings values are built on.
 #include "KLXStrProcess.h"
 
-#include "platform/Platform.h"
+#include "platform/common/AsciiText.h"
 
 #include <cstring>
 

@@ -7,7 +7,7 @@
 // candidate positions before comparing.
 #include "KLXStrProcess.h"
 
-#include "platform/Platform.h"
+#include "platform/common/AsciiText.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kNoPos = std::string_view::npos;
 
 inline unsigned char foldByte(unsigned char c) {
-    return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
+    return static_cast<unsigned char>(klx::platform::foldAscii(static_cast<char>(c)));
 }
 
 // The decoded template flags applied to one text and pattern.

@@ -5,6 +5,7 @@
 #include "KLXRcFile.h"
 #include "KLXStrProcess.h"
 #include "platform/Platform.h"
+#include "platform/common/AsciiText.h"
 
 #include <algorithm>
 #include <string>

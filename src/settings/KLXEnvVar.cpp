@@ -35,8 +35,8 @@ void KLXEnvVar::update() {
     // Read in full whatever the length, so that a list edit never writes
     // back a value that lost its old content. An undefined or empty variable
     // leaves the value as it was.
-    klx::platform::EnvironmentValue read = klx::platform::getEnvironmentVariable(mName);
-    if (read.defined && !read.value.empty())
+    klx::platform::Result<std::string> read = klx::platform::getEnvironmentVariable(mName);
+    if (read.ok() && !read.value.empty())
         mValue = read.value;
 }
 

@@ -11,6 +11,7 @@
 #include "KLXTextFile.h"
 
 #include "platform/Platform.h"
+#include "platform/common/ScopedHandle.h"
 
 #include <cstddef>
 #include <string>
@@ -30,6 +31,33 @@ constexpr std::size_t kSeparatorPosition = 1;
 constexpr std::size_t kValuePosition = 2;
 constexpr std::size_t kFirstAdded = 3;
 constexpr std::size_t kFirstRemoved = 4;
+
+struct FileHandleTraits {
+    using handle_type = HANDLE;
+    static HANDLE invalid() { return INVALID_HANDLE_VALUE; }
+    static void close(HANDLE handle) { klx::platform::closeHandle(handle); }
+};
+
+// Holds a file's update lock from before it is read until it is written
+// back, so that programs applying changes at the same time take turns and
+// none of them writes back a file without another's lines. A file that cannot
+// be locked is updated all the same.
+class FileUpdate {
+public:
+    explicit FileUpdate(const std::string& path)
+        : mHandle(klx::platform::createFile(path,
+                                            klx::platform::AccessRead | klx::platform::AccessWrite,
+                                            klx::platform::ShareRead | klx::platform::ShareWrite,
+                                            klx::platform::FileCreation::OpenAlways)
+                      .value) {
+        if (mHandle)
+            klx::platform::lockFile(mHandle.get());
+    }
+
+private:
+    // Closing the handle releases the lock.
+    klx::platform::ScopedHandle<FileHandleTraits> mHandle;
+};
 
 // The string at `position`, or "" for an entry too short to hold it.
 std::string entryText(const Entry& entry, std::size_t position) {
@@ -109,6 +137,7 @@ void disableDefinitions(KLXTextFile& bootFile, const Entry& entry) {
 
 void editBootBatchFile(const std::vector<Entry>& entries) {
     std::string path = KLXSystem::getSystemDrive() + KLX_STR_FILE_NAME_AUTOEXEC;
+    FileUpdate update(path);
     KLXTextFile bootFile(path, KLX_TEXT_FILE_BATCH, 0);
     for (const Entry& entry : entries)
         disableDefinitions(bootFile, entry);
@@ -135,6 +164,7 @@ void KLXEnvVar::applyChanges() {
     // The environment batch file keeps the definition of every variable ever
     // applied: a definition already there is replaced where it stands.
     std::string path = KLXSystem::getSystemDrive() + KLX_STR_FILE_NAME_KLENV;
+    FileUpdate update(path);
     KLXTextFile environmentFile(path, KLX_TEXT_FILE_BATCH, 0);
     for (const Entry& entry : mModifiedVarsList) {
         std::string prefix = definitionPrefix(entryText(entry, kNamePosition));

@@ -15,10 +15,10 @@ const std::size_t kKeptValues = 16;
 } // namespace
 
 KLXRegistryKey::KLXRegistryKey(HKEY root, std::string& path)
-    : mKey(klx::platform::createRegistryKey(root, path).key) {}
+    : mKey(klx::platform::createRegistryKey(root, path).value) {}
 
 KLXRegistryKey::KLXRegistryKey(const KLXRegistryKey& other)
-    : mKey(other.mKey != nullptr ? klx::platform::duplicateRegistryKey(other.mKey).key : nullptr),
+    : mKey(other.mKey != nullptr ? klx::platform::duplicateRegistryKey(other.mKey).value : nullptr),
       mValues(other.mValues) {}
 
 KLXRegistryKey& KLXRegistryKey::operator=(const KLXRegistryKey& other) {
@@ -27,7 +27,7 @@ KLXRegistryKey& KLXRegistryKey::operator=(const KLXRegistryKey& other) {
     // Copy first, so that running out of memory leaves this object as it was.
     std::vector<std::string> values(other.mValues);
     HKEY key =
-        other.mKey != nullptr ? klx::platform::duplicateRegistryKey(other.mKey).key : nullptr;
+        other.mKey != nullptr ? klx::platform::duplicateRegistryKey(other.mKey).value : nullptr;
     klx::platform::closeRegistryKey(mKey);
     mKey = key;
     mValues = std::move(values);
@@ -44,11 +44,11 @@ void KLXRegistryKey::getValue(std::string& name, std::string& output) {
         return;
     // The value is read in full, however long: a long "PATH" that came back
     // cut short or empty would be written back without its old content.
-    DWORD type = 0;
-    if (klx::platform::queryRegistryValue(mKey, name, output, type) != 0) {
-        output.clear();
+    klx::platform::Result<klx::platform::RegistryValue> value =
+        klx::platform::queryRegistryValue(mKey, name);
+    if (!value.ok())
         return;
-    }
+    output = std::move(value.value.data);
     // The text ends at its first NUL, whatever the value's type.
     std::string::size_type end = output.find('\0');
     if (end != std::string::npos)
@@ -57,8 +57,12 @@ void KLXRegistryKey::getValue(std::string& name, std::string& output) {
 
 void KLXRegistryKey::getValueNames(std::vector<std::string>& names) {
     names.clear();
-    if (mKey == nullptr || klx::platform::enumerateRegistryValueNames(mKey, names) != 0)
-        names.clear();
+    if (mKey == nullptr)
+        return;
+    klx::platform::Result<std::vector<std::string>> listed =
+        klx::platform::enumerateRegistryValueNames(mKey);
+    if (listed.ok())
+        names = std::move(listed.value);
 }
 
 std::string& KLXRegistryKey::retValue(std::string& name) {

@@ -35,9 +35,9 @@ std::string& KLXSystem::getSystemRoot() {
 }
 
 void KLXSystem::updateSystemData() {
-    klx::platform::SystemTextResult directory = klx::platform::windowsDirectory();
+    klx::platform::Result<std::string> directory = klx::platform::windowsDirectory();
     // The text up to its first NUL, as the system writes it into the buffer.
-    std::string text = directory.text.c_str();
+    std::string text = directory.value.c_str();
     // Leave both caches empty rather than fill them from a failed read, so
     // that the next call tries again.
     if (directory.error != 0 || text.empty() || text.size() >= kWindowsDirectoryBuffer)
@@ -54,8 +54,8 @@ void KLXSystem::updateSystemData() {
 std::string& KLXSystem::getUserProfileDir() {
     if (!mUserProfileDir.empty())
         return mUserProfileDir;
-    klx::platform::SystemTextResult profile = klx::platform::userProfileDirectory();
-    if (profile.error == 0)
-        mUserProfileDir = profile.text.c_str();
+    klx::platform::Result<std::string> profile = klx::platform::userProfileDirectory();
+    if (profile.ok())
+        mUserProfileDir = profile.value.c_str();
     return mUserProfileDir;
 }

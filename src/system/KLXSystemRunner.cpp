@@ -35,7 +35,7 @@ int KLXSystem::run(std::string& cmd, std::vector<std::string>& args) {
 }
 
 int KLXSystem::run(std::string& cmd, std::vector<std::string>& args, bool wait) {
-    return klx::platform::spawnProcess(cmd, commandLineOf(cmd, args), wait);
+    return klx::platform::spawnProcess(cmd, commandLineOf(cmd, args), wait).value;
 }
 
 int KLXSystem::runApp(KLXAppType_e type, std::vector<std::string>& args, bool wait) {
@@ -81,13 +81,14 @@ std::string& KLXSystem::runGetOutput(std::string& cmd, std::vector<std::string>&
     KLXStrProcess::removeFileName(directory);
     klx::platform::setCurrentDirectory(directory);
 
-    klx::platform::CaptureResult capture =
+    klx::platform::Result<klx::platform::CapturedRun> capture =
         klx::platform::captureProcess(cmd, commandLineOf(cmd, args), kOutputBuffer);
-    if (capture.error != 0 && capture.exitCode == -1)
+    if (!capture.ok() && capture.value.exitCode == -1)
         return result; // nothing was started
-    if (!capture.outputTruncated && capture.output.size() < kOutputBuffer)
-        result.append(capture.output.c_str()); // a zero byte ends the text
-    *exitCode = capture.exitCode;
+    const klx::platform::CapturedRun& run = capture.value;
+    if (!run.truncated && run.output.size() < kOutputBuffer)
+        result.append(run.output.c_str()); // a zero byte ends the text
+    *exitCode = run.exitCode;
     return result;
 }
 

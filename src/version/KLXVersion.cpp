@@ -5,8 +5,7 @@
 #include "KLXPathBrowser.h"
 #include "KLXStrProcess.h"
 #include "KLXSystem.h"
-#include "platform/Platform.h"
-#include "version/SelfVersionInfo.h"
+#include "platform/common/VersionInfo.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -47,7 +46,8 @@ unsigned char* duplicateBlock(const unsigned char* block) {
     return copy;
 }
 
-klx::platform::VersionValueResult query(unsigned char* block, const std::string& subBlock) {
+klx::platform::Result<klx::platform::VersionValue> query(unsigned char* block,
+                                                         const std::string& subBlock) {
     return klx::platform::queryVersionValue(block, blockSize(block), subBlock);
 }
 
@@ -77,12 +77,6 @@ std::string hex4(std::uint16_t value) {
 const std::size_t kProductVersionMS = 16;
 const std::size_t kProductVersionLS = 20;
 const std::size_t kFixedInfoSize = 52;
-
-// The platform reader turns each text it returns into UTF-8 in room past the
-// tree: a block of three times the tree's 4-byte-rounded length.
-std::size_t blockSizeForTree(std::size_t treeLength) {
-    return 3 * ((treeLength + 3) & ~static_cast<std::size_t>(3));
-}
 
 } // namespace
 
@@ -161,29 +155,23 @@ KLXVersion::~KLXVersion() {
 
 void KLXVersion::CommonConstructor(std::string& file) {
     releaseBlock(mVersionInfo);
-    const std::string module = file.empty() ? std::string(klx::version::kSelfModuleName) : file;
-
-    if (klx::version::isSelfModule(module)) {
-        const std::string tree = klx::version::selfVersionTree();
-        mVersionInfo = allocateBlock(blockSizeForTree(tree.size()));
-        std::memcpy(mVersionInfo, tree.data(), tree.size());
-    } else {
-        const klx::platform::VersionInfoSizeResult size =
-            klx::platform::fileVersionInfoSize(module);
-        if (size.size == 0)
-            return;
-        mVersionInfo = allocateBlock(size.size);
-        if (klx::platform::fileVersionInfo(module, mVersionInfo, size.size) != 0) {
-            // A block that could not be read holds nothing to look up.
-            releaseBlock(mVersionInfo);
-            return;
-        }
+    // No file is the library's own module.
+    const std::string module = file.empty() ? std::string(klx::platform::kSelfModuleName) : file;
+    const klx::platform::Result<std::size_t> size = klx::platform::fileVersionInfoSize(module);
+    if (!size.ok())
+        return;
+    mVersionInfo = allocateBlock(size.value);
+    if (klx::platform::fileVersionInfo(module, mVersionInfo, size.value) != 0) {
+        // A block that could not be read holds nothing to look up.
+        releaseBlock(mVersionInfo);
+        return;
     }
 
-    klx::platform::VersionValueResult fixed = query(mVersionInfo, KLX_STR_BACKSLASH);
-    if (fixed.data != nullptr && fixed.length >= kFixedInfoSize) {
-        const std::uint32_t ms = read32(fixed.data, kProductVersionMS);
-        const std::uint32_t ls = read32(fixed.data, kProductVersionLS);
+    const klx::platform::Result<klx::platform::VersionValue> fixed =
+        query(mVersionInfo, KLX_STR_BACKSLASH);
+    if (fixed.ok() && fixed.value.length >= kFixedInfoSize) {
+        const std::uint32_t ms = read32(fixed.value.data, kProductVersionMS);
+        const std::uint32_t ls = read32(fixed.value.data, kProductVersionLS);
         const std::uint16_t words[4] = {
             static_cast<std::uint16_t>(ms >> 16), static_cast<std::uint16_t>(ms & 0xFFFF),
             static_cast<std::uint16_t>(ls >> 16), static_cast<std::uint16_t>(ls & 0xFFFF)};
@@ -196,10 +184,11 @@ void KLXVersion::CommonConstructor(std::string& file) {
         }
     }
 
-    klx::platform::VersionValueResult translation =
+    const klx::platform::Result<klx::platform::VersionValue> translation =
         query(mVersionInfo, "\\VarFileInfo\\Translation");
-    if (translation.data != nullptr && translation.length >= 4)
-        mTranslation = hex4(read16(translation.data, 0)) + hex4(read16(translation.data, 2));
+    if (translation.ok() && translation.value.length >= 4)
+        mTranslation =
+            hex4(read16(translation.value.data, 0)) + hex4(read16(translation.value.data, 2));
 }
 
 void KLXVersion::getProductVersionString(std::string& out) {
@@ -208,10 +197,10 @@ void KLXVersion::getProductVersionString(std::string& out) {
 
 std::string KLXVersion::getProductNameString() {
     if (mVersionInfo != nullptr && mProductName.empty() && !mTranslation.empty()) {
-        klx::platform::VersionValueResult name =
+        const klx::platform::Result<klx::platform::VersionValue> name =
             query(mVersionInfo, "\\StringFileInfo\\" + mTranslation + "\\ProductName");
-        if (name.data != nullptr)
-            mProductName.assign(static_cast<const char*>(name.data), name.length);
+        if (name.ok())
+            mProductName.assign(static_cast<const char*>(name.value.data), name.value.length);
     }
     return mProductName;
 }

@@ -14,6 +14,10 @@ constexpr char foldAscii(char c) {
     return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + ('a' - 'A')) : c;
 }
 
+constexpr bool isAsciiLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
 // _strnicmp in the C locale: compares at most `count` bytes, ASCII letters
 // without regard to case, stopping after a NUL that both hold.
 int compareNoCase(const char* left, const char* right, std::size_t count);

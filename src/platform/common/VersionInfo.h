@@ -20,10 +20,13 @@ namespace platform {
 // form (UTF-8) of the text values it returns, so that each one lives as long
 // as the block.
 
+// The name under which the library's own module is asked for.
+constexpr char kSelfModuleName[] = "KlxCore.dll";
+
 // The bytes that fileVersionInfo needs for the file at `path`. The library's
-// own module ("KlxCore.dll", any letter case, any directory) answers with its
-// own version. Fails with readVersionResource's error, or
-// kErrorResourceDataNotFound when the resource is not a well-formed tree.
+// own module (isSelfModule) answers with ownModuleVersionResource, any other
+// path with readVersionResource. Fails with their error, or
+// kErrorResourceDataNotFound when the tree is malformed.
 Result<std::size_t> fileVersionInfoSize(const std::string& path);
 // Reads the version block into `buffer`, as fileVersionInfoSize describes
 // it; ERROR_INSUFFICIENT_BUFFER when `size` is less than the block needs.
@@ -46,8 +49,9 @@ Result<VersionValue> queryVersionValue(void* block, std::size_t blockSize,
 // the block's own header.
 Result<VersionValue> queryVersionValue(void* block, const std::string& subBlock);
 
-// The last name of `path` is the library's own module, "KlxCore.dll".
-bool isSelfModule(const std::string& path);
+// `module` names the library's own module: kSelfModuleName without a
+// directory, in any letter case, as Windows compares module names.
+bool isSelfModule(const std::string& module);
 
 // FindResource's choice among the languages of one resource name: the user's
 // UI language, language-neutral (0), U.S. English (0x0409), then the first.

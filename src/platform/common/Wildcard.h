@@ -3,8 +3,8 @@
 #ifndef KLX_PLATFORM_COMMON_WILDCARD_H
 #define KLX_PLATFORM_COMMON_WILDCARD_H
 
-#include <string>
 #include <string_view>
+#include <vector>
 
 namespace klx {
 namespace platform {
@@ -22,7 +22,9 @@ public:
     bool matches(std::string_view name) const;
 
 private:
-    std::string mPattern; // rewritten and letter case folded
+    // Byte values 0..255 stand for themselves (letters folded); the rest are
+    // the wildcards that Win32 hands the file system.
+    std::vector<int> mTokens;
 };
 
 } // namespace platform

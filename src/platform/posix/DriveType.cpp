@@ -1,6 +1,7 @@
 // Drive types of the emulated machine's drive letters: what the directory
 // behind a letter's dosdevices link lies on.
 #include "platform/Platform.h"
+#include "platform/common/AsciiText.h"
 #include "platform/posix/HostPaths.h"
 
 #include <sys/stat.h>
@@ -32,12 +33,7 @@ const std::uint32_t kOpticalFileSystems[] = {
     0x15013346u, // UDF
 };
 
-inline bool isAsciiLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-} // namespace
-
+// The drive type of a directory that lies on a file system of type `magic`.
 unsigned driveTypeOfFileSystem(std::uint32_t magic) {
     for (std::uint32_t remote : kRemoteFileSystems) {
         if (magic == remote)
@@ -49,6 +45,8 @@ unsigned driveTypeOfFileSystem(std::uint32_t magic) {
     }
     return kDriveFixed;
 }
+
+} // namespace
 
 unsigned driveType(const std::string& root) {
     // Only a drive root names a drive: "N:", optionally with one separator.

@@ -1,5 +1,5 @@
-// The process environment, standing in for GetEnvironmentVariableA and
-// SetEnvironmentVariableA.
+// The process environment, standing in for GetEnvironmentVariableW and
+// SetEnvironmentVariableW.
 #include "platform/Platform.h"
 
 #include "platform/posix/Errors.h"
@@ -13,6 +13,9 @@ namespace platform {
 
 namespace {
 
+// Windows' limit on a variable's value, in characters.
+const std::size_t kMaxValue = 32767;
+
 // The names that getenv and setenv can take: getenv would match "A=B"
 // against a variable "A" whose value begins with "B=".
 bool isUsableName(const std::string& name) {
@@ -20,19 +23,29 @@ bool isUsableName(const std::string& name) {
     return *text != '\0' && std::strchr(text, '=') == nullptr;
 }
 
+// The UTF-16 units of a UTF-8 text: one per sequence, two for the four-byte
+// ones.
+std::size_t utf16Length(const std::string& text) {
+    std::size_t units = 0;
+    for (char c : text) {
+        const unsigned char byte = static_cast<unsigned char>(c);
+        units += (byte & 0xC0) != 0x80 ? 1 : 0;
+        units += byte >= 0xF0 ? 1 : 0;
+    }
+    return units;
+}
+
 } // namespace
 
-EnvironmentValue getEnvironmentVariable(const std::string& name) {
-    if (!isUsableName(name))
-        return EnvironmentValue{false, std::string()};
-    const char* value = std::getenv(name.c_str());
+Result<std::string> getEnvironmentVariable(const std::string& name) {
+    const char* value = isUsableName(name) ? std::getenv(name.c_str()) : nullptr;
     if (value == nullptr)
-        return EnvironmentValue{false, std::string()};
-    return EnvironmentValue{true, value};
+        return Result<std::string>{std::string(), ERROR_ENVVAR_NOT_FOUND};
+    return Result<std::string>{value, 0};
 }
 
 DWORD setEnvironmentVariable(const std::string& name, const std::string& value) {
-    if (!isUsableName(name))
+    if (!isUsableName(name) || utf16Length(value) > kMaxValue)
         return ERROR_INVALID_PARAMETER;
     if (setenv(name.c_str(), value.c_str(), 1) != 0)
         return win32Error(errno);

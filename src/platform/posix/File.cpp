@@ -1,6 +1,6 @@
-// Files: CreateFileA's opening, sharing and creation rules on POSIX
-// descriptors, and reads and writes that behave like ReadFile and WriteFile on
-// a synchronous handle.
+// Files: CreateFileW's opening, sharing and creation rules on POSIX
+// descriptors, reads and writes that behave like ReadFile and WriteFile on a
+// synchronous handle, and LockFileEx's update lock.
 //
 // A HANDLE is the descriptor itself, cast to the pointer type, so that
 // INVALID_HANDLE_VALUE (-1) is "no descriptor".
@@ -9,9 +9,12 @@
 // open of the file and vanish when it is closed, and which other processes see
 // as well. Each open takes a shared lock on the marker bytes that describe it:
 // what access it has, and what access it denies to others. It then asks
-// whether another open holds a marker that conflicts with its own.
+// whether another open holds a marker that conflicts with its own. The update
+// lock is an exclusive lock of the same kind on a byte of its own.
 #include "platform/Platform.h"
+#include "platform/common/RetryAfterSignal.h"
 #include "platform/posix/Errors.h"
+#include "platform/posix/Handles.h"
 #include "platform/posix/HostPaths.h"
 
 #include <cerrno>
@@ -38,6 +41,13 @@ enum Marker : off_t {
     MarkerDeniesWrite = 3,
     MarkerCount = 4
 };
+// The byte of lockFile's update lock: apart from the markers, so that holding
+// it never looks like a sharing claim.
+const off_t kUpdateLockByte = kMarkerBase + 8;
+
+// Permissions of a file that createFile creates, before the umask: readable
+// by all, as a text editor makes it, but never writable by anyone else.
+const mode_t kNewFileMode = 0644;
 
 // Linux caps one read or write at a little under 2 GiB; stay below.
 const std::size_t kMaxTransfer = std::size_t(1) << 30;
@@ -52,13 +62,13 @@ inline int toDescriptor(HANDLE handle) {
     return (value >= 0 && value <= INT_MAX) ? static_cast<int>(value) : -1;
 }
 
-int lockRange(int fd, short type, off_t start, off_t length) {
+int lockRange(int fd, short type, off_t start, off_t length, int command = F_OFD_SETLK) {
     struct flock lock = {};
     lock.l_type = type;
     lock.l_whence = SEEK_SET;
     lock.l_start = start;
     lock.l_len = length;
-    return ::fcntl(fd, F_OFD_SETLK, &lock) == 0 ? 0 : errno;
+    return retryAfterSignal(-1, ::fcntl, fd, command, &lock) == 0 ? 0 : errno;
 }
 
 enum class Sharing { Granted, Violated, Unsupported };
@@ -120,26 +130,17 @@ Sharing claimSharing(int fd, unsigned access, unsigned share) {
 }
 
 int openDescriptor(const std::string& path, int flags) {
-    int fd;
-    do {
-        fd = ::open(path.c_str(), flags, 0666);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
+    return retryAfterSignal(-1, ::open, path.c_str(), flags, kNewFileMode);
 }
 
-OpenResult failure(DWORD error) {
-    return OpenResult{INVALID_HANDLE_VALUE, error};
-}
-
-OpenResult closeAndFail(int fd, DWORD error) {
-    ::close(fd);
-    return failure(error);
+Result<HANDLE> failure(DWORD error) {
+    return Result<HANDLE>{INVALID_HANDLE_VALUE, error};
 }
 
 } // namespace
 
-OpenResult createFile(const std::string& path, unsigned access, unsigned share,
-                      FileCreation creation) {
+Result<HANDLE> createFile(const std::string& path, unsigned access, unsigned share,
+                          FileCreation creation) {
     // Only the C string counts, as for CreateFileA.
     std::string name(path.c_str());
     if (name.empty())
@@ -158,98 +159,95 @@ OpenResult createFile(const std::string& path, unsigned access, unsigned share,
     // A write-only open is made read-write where permissions allow, as a
     // shared lock needs a readable descriptor; without one, sharing is not
     // enforced for it.
-    int fd;
+    ScopedFd fd;
     if ((access & AccessWrite) != 0) {
-        fd = openDescriptor(host, flags | O_RDWR);
-        if (fd < 0 && (access & AccessRead) == 0 && (errno == EACCES || errno == EPERM))
-            fd = openDescriptor(host, flags | O_WRONLY);
+        fd.reset(openDescriptor(host, flags | O_RDWR));
+        if (!fd && (access & AccessRead) == 0 && (errno == EACCES || errno == EPERM))
+            fd.reset(openDescriptor(host, flags | O_WRONLY));
     } else {
-        fd = openDescriptor(host, flags | O_RDONLY);
+        fd.reset(openDescriptor(host, flags | O_RDONLY));
     }
-    if (fd < 0)
+    if (!fd)
         return failure(win32PathError(errno, host));
 
     // Windows refuses to open a directory as a file, whatever the access.
     struct stat info;
-    if (::fstat(fd, &info) != 0)
-        return closeAndFail(fd, win32Error(errno));
+    if (::fstat(fd.get(), &info) != 0)
+        return failure(win32Error(errno));
     if (S_ISDIR(info.st_mode))
-        return closeAndFail(fd, ERROR_ACCESS_DENIED);
+        return failure(ERROR_ACCESS_DENIED);
 
-    int statusFlags = ::fcntl(fd, F_GETFL);
-    if (statusFlags < 0 || ::fcntl(fd, F_SETFL, statusFlags & ~O_NONBLOCK) != 0)
-        return closeAndFail(fd, win32Error(errno));
+    int statusFlags = ::fcntl(fd.get(), F_GETFL);
+    if (statusFlags < 0 || ::fcntl(fd.get(), F_SETFL, statusFlags & ~O_NONBLOCK) != 0)
+        return failure(win32Error(errno));
 
-    if (claimSharing(fd, access, share) == Sharing::Violated)
-        return closeAndFail(fd, ERROR_SHARING_VIOLATION);
+    if (claimSharing(fd.get(), access, share) == Sharing::Violated)
+        return failure(ERROR_SHARING_VIOLATION);
 
-    if (creation == FileCreation::CreateAlways && S_ISREG(info.st_mode) && ::ftruncate(fd, 0) != 0)
-        return closeAndFail(fd, win32Error(errno));
+    if (creation == FileCreation::CreateAlways && S_ISREG(info.st_mode) &&
+        retryAfterSignal(-1, ::ftruncate, fd.get(), off_t(0)) != 0)
+        return failure(win32Error(errno));
 
-    return OpenResult{toHandle(fd), ERROR_SUCCESS};
+    return Result<HANDLE>{toHandle(fd.release()), ERROR_SUCCESS};
 }
 
 void closeHandle(HANDLE handle) {
-    int fd = toDescriptor(handle);
-    // Not retried on EINTR: Linux has released the descriptor either way.
-    if (fd >= 0)
-        ::close(fd);
+    ScopedFd closed(toDescriptor(handle));
 }
 
-SizeResult fileSize(HANDLE handle) {
+Result<std::uint64_t> fileSize(HANDLE handle) {
     int fd = toDescriptor(handle);
     if (fd < 0)
-        return SizeResult{0, ERROR_INVALID_HANDLE};
+        return Result<std::uint64_t>{0, ERROR_INVALID_HANDLE};
     struct stat info;
     if (::fstat(fd, &info) != 0)
-        return SizeResult{0, win32Error(errno)};
-    return SizeResult{static_cast<std::uint64_t>(info.st_size), ERROR_SUCCESS};
+        return Result<std::uint64_t>{0, win32Error(errno)};
+    return Result<std::uint64_t>{static_cast<std::uint64_t>(info.st_size), ERROR_SUCCESS};
 }
 
-IoResult readFile(HANDLE handle, void* buffer, std::size_t count) {
+Result<std::size_t> readFile(HANDLE handle, void* buffer, std::size_t count) {
     int fd = toDescriptor(handle);
     if (fd < 0)
-        return IoResult{0, ERROR_INVALID_HANDLE};
+        return Result<std::size_t>{0, ERROR_INVALID_HANDLE};
     char* out = static_cast<char*>(buffer);
     std::size_t done = 0;
     while (done < count) {
         std::size_t chunk = count - done < kMaxTransfer ? count - done : kMaxTransfer;
-        ssize_t got = ::read(fd, out + done, chunk);
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
-            return IoResult{done, win32Error(errno)};
-        }
+        ssize_t got = retryAfterSignal(-1, ::read, fd, out + done, chunk);
+        if (got < 0)
+            return Result<std::size_t>{done, win32Error(errno)};
         if (got == 0)
             break; // end of file
         done += static_cast<std::size_t>(got);
     }
-    return IoResult{done, ERROR_SUCCESS};
+    return Result<std::size_t>{done, ERROR_SUCCESS};
 }
 
-IoResult readFileAt(HANDLE handle, std::uint64_t offset, void* buffer, std::size_t count) {
+Result<std::size_t> readFileAt(HANDLE handle, std::uint64_t offset, void* buffer,
+                               std::size_t count) {
     int fd = toDescriptor(handle);
     if (fd < 0)
-        return IoResult{0, ERROR_INVALID_HANDLE};
+        return Result<std::size_t>{0, ERROR_INVALID_HANDLE};
     if (offset > static_cast<std::uint64_t>(INT64_MAX))
-        return IoResult{0, ERROR_NEGATIVE_SEEK};
+        return Result<std::size_t>{0, ERROR_NEGATIVE_SEEK};
     // Moving first leaves the position after the bytes read, as ReadFile
     // with an offset does on a synchronous handle.
     if (::lseek(fd, static_cast<off_t>(offset), SEEK_SET) < 0)
-        return IoResult{0, win32Error(errno)};
+        return Result<std::size_t>{0, win32Error(errno)};
     return readFile(handle, buffer, count);
 }
 
-IoResult writeFileAt(HANDLE handle, std::uint64_t offset, const void* buffer, std::size_t count) {
+Result<std::size_t> writeFileAt(HANDLE handle, std::uint64_t offset, const void* buffer,
+                                std::size_t count) {
     int fd = toDescriptor(handle);
     if (fd < 0)
-        return IoResult{0, ERROR_INVALID_HANDLE};
+        return Result<std::size_t>{0, ERROR_INVALID_HANDLE};
     if (offset > static_cast<std::uint64_t>(INT64_MAX) ||
         count > static_cast<std::uint64_t>(INT64_MAX) - offset)
-        return IoResult{0, ERROR_FILE_TOO_LARGE};
+        return Result<std::size_t>{0, ERROR_FILE_TOO_LARGE};
     struct stat info;
     if (::fstat(fd, &info) != 0)
-        return IoResult{0, win32Error(errno)};
+        return Result<std::size_t>{0, win32Error(errno)};
 
     const off_t original = info.st_size;
     const off_t start = static_cast<off_t>(offset);
@@ -260,17 +258,13 @@ IoResult writeFileAt(HANDLE handle, std::uint64_t offset, const void* buffer, st
     auto fail = [&](int error) {
         if (extends)
             (void)::ftruncate(fd, original);
-        return IoResult{0, win32Error(error)};
+        return Result<std::size_t>{0, win32Error(error)};
     };
 
     // Reserving the new space first makes a full disk fail before any byte
     // is overwritten. File systems without the call are written directly.
-    if (extends) {
-        int result;
-        do {
-            result = ::fallocate(fd, 0, start, end - start);
-        } while (result != 0 && errno == EINTR);
-        if (result != 0 && errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL)
+    if (extends && retryAfterSignal(-1, ::fallocate, fd, 0, start, end - start) != 0) {
+        if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL)
             return fail(errno);
     }
 
@@ -280,17 +274,14 @@ IoResult writeFileAt(HANDLE handle, std::uint64_t offset, const void* buffer, st
     std::size_t done = 0;
     while (done < count) {
         std::size_t chunk = count - done < kMaxTransfer ? count - done : kMaxTransfer;
-        ssize_t put = ::write(fd, in + done, chunk);
-        if (put < 0) {
-            if (errno == EINTR)
-                continue;
+        ssize_t put = retryAfterSignal(-1, ::write, fd, in + done, chunk);
+        if (put < 0)
             return fail(errno);
-        }
         if (put == 0)
             return fail(ENOSPC);
         done += static_cast<std::size_t>(put);
     }
-    return IoResult{done, ERROR_SUCCESS};
+    return Result<std::size_t>{done, ERROR_SUCCESS};
 }
 
 DWORD setFileLength(HANDLE handle, std::uint64_t length) {
@@ -299,11 +290,9 @@ DWORD setFileLength(HANDLE handle, std::uint64_t length) {
         return ERROR_INVALID_HANDLE;
     if (length > static_cast<std::uint64_t>(INT64_MAX))
         return ERROR_FILE_TOO_LARGE;
-    int result;
-    do {
-        result = ::ftruncate(fd, static_cast<off_t>(length));
-    } while (result != 0 && errno == EINTR);
-    return result == 0 ? ERROR_SUCCESS : win32Error(errno);
+    if (retryAfterSignal(-1, ::ftruncate, fd, static_cast<off_t>(length)) != 0)
+        return win32Error(errno);
+    return ERROR_SUCCESS;
 }
 
 DWORD setEndOfFile(HANDLE handle) {
@@ -313,11 +302,25 @@ DWORD setEndOfFile(HANDLE handle) {
     off_t position = ::lseek(fd, 0, SEEK_CUR);
     if (position < 0)
         return win32Error(errno);
-    int result;
-    do {
-        result = ::ftruncate(fd, position);
-    } while (result != 0 && errno == EINTR);
-    return result == 0 ? ERROR_SUCCESS : win32Error(errno);
+    if (retryAfterSignal(-1, ::ftruncate, fd, position) != 0)
+        return win32Error(errno);
+    return ERROR_SUCCESS;
+}
+
+DWORD lockFile(HANDLE handle) {
+    int fd = toDescriptor(handle);
+    if (fd < 0)
+        return ERROR_INVALID_HANDLE;
+    // An exclusive lock needs a descriptor open for writing.
+    int error = lockRange(fd, F_WRLCK, kUpdateLockByte, 1, F_OFD_SETLKW);
+    return error == EBADF ? DWORD(ERROR_ACCESS_DENIED) : win32Error(error);
+}
+
+DWORD unlockFile(HANDLE handle) {
+    int fd = toDescriptor(handle);
+    if (fd < 0)
+        return ERROR_INVALID_HANDLE;
+    return win32Error(lockRange(fd, F_UNLCK, kUpdateLockByte, 1));
 }
 
 } // namespace platform

@@ -1,6 +1,10 @@
 // Windows and Cygwin path forms mapped onto the host's file system.
 #include "platform/posix/HostPaths.h"
 
+#include "platform/common/AsciiText.h"
+#include "platform/posix/Errors.h"
+#include "platform/posix/Handles.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -15,23 +19,6 @@ namespace klx {
 namespace platform {
 
 namespace {
-
-inline bool isAsciiLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-inline char lowerAscii(char c) {
-    return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c;
-}
-
-bool equalNoCase(const char* left, const std::string& right) {
-    std::size_t i = 0;
-    for (; i < right.size(); ++i) {
-        if (left[i] == '\0' || lowerAscii(left[i]) != lowerAscii(right[i]))
-            return false;
-    }
-    return left[i] == '\0';
-}
 
 std::string currentDirectory() {
     std::vector<char> buffer(4096);
@@ -101,11 +88,11 @@ bool createPrefixTree(const std::string& prefix) {
         if (!makeDirectory(prefix.substr(0, slash), 0777))
             return false;
     }
-    if (::mkdir(prefix.c_str(), 0700) == 0) {
-        ::chmod(prefix.c_str(), 0700);
-    } else if (!makeDirectory(prefix, 0700)) {
+    if (!makeDirectory(prefix, 0700))
         return false;
-    }
+    // An existing prefix that others may enter is made private; one that
+    // belongs to someone else is left alone (the registry refuses it).
+    makePrivateDirectory(prefix);
     if (!makeDirectory(prefix + "/drive_c", 0777) || !makeDirectory(prefix + "/dosdevices", 0777))
         return false;
 
@@ -177,18 +164,17 @@ LexicalPath mapLexically(const std::string& path) {
 // The byte-wise smallest entry of `directory` that equals `name` but for
 // ASCII letter case.
 bool findNoCase(const std::string& directory, const std::string& name, std::string& found) {
-    DIR* dir = ::opendir(directory.empty() ? "." : directory.c_str());
-    if (dir == nullptr)
+    ScopedDir dir(::opendir(directory.empty() ? "." : directory.c_str()));
+    if (!dir)
         return false;
     bool any = false;
-    while (const struct dirent* entry = ::readdir(dir)) {
+    while (const struct dirent* entry = ::readdir(dir.get())) {
         if (!equalNoCase(entry->d_name, name))
             continue;
         if (!any || found.compare(entry->d_name) > 0)
             found = entry->d_name;
         any = true;
     }
-    ::closedir(dir);
     return any;
 }
 
@@ -205,12 +191,25 @@ inline bool isDotName(const std::string& name) {
 
 } // namespace
 
+DWORD makePrivateDirectory(const std::string& path) {
+    struct stat info;
+    if (::stat(path.c_str(), &info) != 0)
+        return win32PathError(errno, path);
+    if (!S_ISDIR(info.st_mode))
+        return ERROR_DIRECTORY;
+    if (info.st_uid != ::geteuid())
+        return ERROR_ACCESS_DENIED;
+    if ((info.st_mode & 0777) != 0700 && ::chmod(path.c_str(), 0700) != 0)
+        return ERROR_ACCESS_DENIED;
+    return ERROR_SUCCESS;
+}
+
 std::string prefixDirectory() {
     return ensuredPrefix();
 }
 
 std::string driveDirectory(char letter) {
-    return ensuredPrefix() + "/dosdevices/" + lowerAscii(letter) + ":";
+    return ensuredPrefix() + "/dosdevices/" + foldAscii(letter) + ":";
 }
 
 std::string hostPathLexical(const std::string& path) {

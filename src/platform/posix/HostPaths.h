@@ -10,16 +10,23 @@
 #ifndef KLX_PLATFORM_POSIX_HOST_PATHS_H
 #define KLX_PLATFORM_POSIX_HOST_PATHS_H
 
+#include "KLXConstants.h"
+
 #include <string>
 
 namespace klx {
 namespace platform {
 
 // The prefix directory, absolute, without a trailing slash. KLX_PREFIX is read
-// on every call; the directory, "drive_c", "dosdevices" and any missing drive
-// link are created the first time a prefix is used (existing links are kept:
-// the user may have remapped a drive).
+// on every call; the directory (private to the user), "drive_c", "dosdevices"
+// and any missing drive link are created the first time a prefix is used
+// (existing links are kept: the user may have remapped a drive).
 std::string prefixDirectory();
+
+// Makes the directory at `path` (a host path) private to the user who runs
+// this process: mode 0700 when it is theirs. ERROR_ACCESS_DENIED when it
+// belongs to someone else or its mode cannot be changed.
+DWORD makePrivateDirectory(const std::string& path);
 
 // The directory that drive `letter` ('a'..'z', either case) maps to:
 // prefixDirectory() + "/dosdevices/x:". It need not exist.

@@ -13,7 +13,11 @@
 // handler, or ignoring SIGCHLD, would take the exit codes of the caller's own
 // children away from it.
 #include "platform/Platform.h"
+#include "platform/common/AsciiText.h"
+#include "platform/common/CommandLineSplit.h"
+#include "platform/common/RetryAfterSignal.h"
 #include "platform/posix/Errors.h"
+#include "platform/posix/Handles.h"
 #include "platform/posix/HostPaths.h"
 
 #include <cerrno>
@@ -48,26 +52,6 @@ namespace platform {
 
 namespace {
 
-// One owned descriptor.
-class Fd {
-public:
-    explicit Fd(int fd = -1) : mFd(fd) {}
-    ~Fd() { reset(); }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-
-    int get() const { return mFd; }
-    bool valid() const { return mFd >= 0; }
-    void reset(int fd = -1) {
-        if (mFd >= 0)
-            ::close(mFd);
-        mFd = fd;
-    }
-
-private:
-    int mFd;
-};
-
 bool isFile(const std::string& hostPath) {
     struct stat info;
     return !hostPath.empty() && ::stat(hostPath.c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
@@ -94,12 +78,7 @@ int exitCodeOf(int status) {
 // Waits for our own child; false (errno set) when it cannot be waited for,
 // which happens only when somebody else reaped it.
 bool waitForChild(pid_t pid, int& status) {
-    for (;;) {
-        if (::waitpid(pid, &status, 0) == pid)
-            return true;
-        if (errno != EINTR)
-            return false;
-    }
+    return retryAfterSignal(pid_t(-1), ::waitpid, pid, &status, 0) == pid;
 }
 
 // ---- Reaping detached children ----
@@ -227,13 +206,13 @@ int startChild(const std::string& hostProgram, const std::string& commandLine,
 // A close-on-exec pipe whose ends lie above the standard handles, so that
 // the child's dup2 onto 1 and 2 never meets one of them in place (a dup2 of
 // a descriptor onto itself would keep its close-on-exec flag).
-int openPipe(Fd& readEnd, Fd& writeEnd) {
+int openPipe(ScopedFd& readEnd, ScopedFd& writeEnd) {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
         return errno;
     readEnd.reset(ends[0]);
     writeEnd.reset(ends[1]);
-    for (Fd* end : {&readEnd, &writeEnd}) {
+    for (ScopedFd* end : {&readEnd, &writeEnd}) {
         if (end->get() > 2)
             continue;
         int moved = ::fcntl(end->get(), F_DUPFD_CLOEXEC, 3);
@@ -251,24 +230,22 @@ int openPipe(Fd& readEnd, Fd& writeEnd) {
 
 // Reads what a pipe holds now. Returns false at its end or on an error.
 // Bytes of `output` are kept up to `limit`; a null `result` discards them.
-bool drainPipe(int fd, CaptureResult* result, std::size_t limit) {
+bool drainPipe(int fd, CapturedRun* run, std::size_t limit) {
     char buffer[65536];
     for (;;) {
-        ssize_t got = ::read(fd, buffer, sizeof buffer);
+        ssize_t got = retryAfterSignal(-1, ::read, fd, &buffer[0], sizeof buffer);
         if (got > 0) {
-            if (result != nullptr) {
-                std::size_t room = limit - result->output.size();
+            if (run != nullptr) {
+                std::size_t room = limit - run->output.size();
                 std::size_t take = static_cast<std::size_t>(got);
                 if (take > room) {
                     take = room;
-                    result->outputTruncated = true;
+                    run->truncated = true;
                 }
-                result->output.append(buffer, take);
+                run->output.append(buffer, take);
             }
             continue;
         }
-        if (got < 0 && errno == EINTR)
-            continue;
         if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
             return true;
         return false;
@@ -297,27 +274,28 @@ std::string programHostPath(const std::string& program) {
     return isFile(host) ? host : std::string();
 }
 
-int spawnProcess(const std::string& program, const std::string& commandLine, bool wait) {
+Result<int> spawnProcess(const std::string& program, const std::string& commandLine, bool wait) {
     reapPending();
     std::string host = programHostPath(program);
     if (host.empty())
-        return -1;
+        return Result<int>{-1, ERROR_FILE_NOT_FOUND};
     pid_t pid = 0;
-    if (startChild(host, commandLine, ChildHandles{false, -1, -1}, pid) != 0)
-        return -1;
+    if (int rc = startChild(host, commandLine, ChildHandles{false, -1, -1}, pid))
+        return Result<int>{-1, win32Error(rc)};
     if (!wait) {
         reapInBackground(pid);
-        return static_cast<int>(pid);
+        return Result<int>{static_cast<int>(pid), 0};
     }
     int status = 0;
     if (!waitForChild(pid, status))
-        return -1;
-    return exitCodeOf(status);
+        return Result<int>{-1, win32Error(errno)};
+    return Result<int>{exitCodeOf(status), 0};
 }
 
-CaptureResult captureProcess(const std::string& program, const std::string& commandLine,
-                             std::size_t outputLimit) {
-    CaptureResult result{-1, std::string(), false, 0};
+Result<CapturedRun> captureProcess(const std::string& program, const std::string& commandLine,
+                                   std::size_t outputLimit) {
+    Result<CapturedRun> result{{-1, std::string(), false}, 0};
+    CapturedRun& run = result.value;
     reapPending();
     std::string host = programHostPath(program);
     if (host.empty()) {
@@ -325,7 +303,7 @@ CaptureResult captureProcess(const std::string& program, const std::string& comm
         return result;
     }
 
-    Fd outRead, outWrite, errRead, errWrite;
+    ScopedFd outRead, outWrite, errRead, errWrite;
     if (int rc = openPipe(outRead, outWrite)) {
         result.error = win32Error(rc);
         return result;
@@ -347,7 +325,7 @@ CaptureResult captureProcess(const std::string& program, const std::string& comm
 
     // The child's end is seen through a process descriptor where the kernel
     // has them; otherwise by asking every 100 ms while the pipes are quiet.
-    Fd processFd;
+    ScopedFd processFd;
 #ifdef KLX_HAVE_PIDFD
     // Race-free: the child stays a zombie with its identifier until waited for.
     processFd.reset(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
@@ -359,34 +337,31 @@ CaptureResult captureProcess(const std::string& program, const std::string& comm
         pollfd watched[3];
         nfds_t count = 0;
         int outSlot = -1, errSlot = -1, processSlot = -1;
-        if (outRead.valid()) {
+        if (outRead) {
             outSlot = static_cast<int>(count);
             watched[count++] = pollfd{outRead.get(), POLLIN, 0};
         }
-        if (errRead.valid()) {
+        if (errRead) {
             errSlot = static_cast<int>(count);
             watched[count++] = pollfd{errRead.get(), POLLIN, 0};
         }
         if (count == 0)
             break; // both pipes ended: the child is ending or has ended
-        if (processFd.valid()) {
+        if (processFd) {
             processSlot = static_cast<int>(count);
             watched[count++] = pollfd{processFd.get(), POLLIN, 0};
         }
-        int ready = ::poll(watched, count, processFd.valid() ? -1 : 100);
-        if (ready < 0) {
-            if (errno == EINTR)
-                continue;
+        int ready = retryAfterSignal(-1, ::poll, &watched[0], count, processFd ? -1 : 100);
+        if (ready < 0)
             break; // cannot happen with valid descriptors; wait for the child
-        }
         if (outSlot >= 0 && watched[outSlot].revents != 0 &&
-            !drainPipe(outRead.get(), &result, outputLimit))
+            !drainPipe(outRead.get(), &run, outputLimit))
             outRead.reset();
         if (errSlot >= 0 && watched[errSlot].revents != 0 && !drainPipe(errRead.get(), nullptr, 0))
             errRead.reset();
 
         bool ended = processSlot >= 0 && watched[processSlot].revents != 0;
-        if (!processFd.valid()) {
+        if (!processFd) {
             pid_t done = ::waitpid(pid, &status, WNOHANG);
             if (done == pid)
                 reaped = ended = true;
@@ -394,8 +369,8 @@ CaptureResult captureProcess(const std::string& program, const std::string& comm
         if (ended) {
             // Everything the child wrote is in the pipes by now; take it
             // without waiting for grandchildren that kept the write ends.
-            if (outRead.valid())
-                drainPipe(outRead.get(), &result, outputLimit);
+            if (outRead)
+                drainPipe(outRead.get(), &run, outputLimit);
             break;
         }
     }
@@ -404,7 +379,7 @@ CaptureResult captureProcess(const std::string& program, const std::string& comm
         result.error = win32Error(errno);
         return result;
     }
-    result.exitCode = exitCodeOf(status);
+    run.exitCode = exitCodeOf(status);
     return result;
 }
 

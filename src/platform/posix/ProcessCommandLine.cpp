@@ -1,6 +1,7 @@
-// GetCommandLineA for a POSIX host: the running program's own path, quoted as
+// GetCommandLineW for a POSIX host: the running program's own path, quoted as
 // Windows quotes a program path that it starts, followed by the arguments.
 #include "platform/Platform.h"
+#include "platform/posix/Handles.h"
 
 #include <cstdio>
 #include <unistd.h>
@@ -30,14 +31,13 @@ std::string runningProgramPath() {
 // The process's arguments as the kernel keeps them: NUL-terminated strings.
 std::string processArguments() {
     std::string bytes;
-    std::FILE* file = std::fopen("/proc/self/cmdline", "rb");
-    if (file == nullptr)
+    ScopedStream file(std::fopen("/proc/self/cmdline", "rb"));
+    if (!file)
         return bytes;
     char chunk[4096];
     std::size_t got;
-    while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0)
+    while ((got = std::fread(chunk, 1, sizeof chunk, file.get())) > 0)
         bytes.append(chunk, got);
-    std::fclose(file);
     return bytes;
 }
 

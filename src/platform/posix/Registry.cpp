@@ -164,8 +164,8 @@ RegistryStore* storeOfKey(Registry& state, HKEY key, std::int64_t& id, DWORD& er
     return storeFor(state, where->database, error);
 }
 
-RegistryKeyResult openKey(HKEY parent, const std::string& path, bool create) {
-    RegistryKeyResult result = {nullptr, ERROR_SUCCESS};
+Result<HKEY> openKey(HKEY parent, const std::string& path, bool create) {
+    Result<HKEY> result = {nullptr, ERROR_SUCCESS};
     std::vector<std::string> names;
     result.error = splitKeyPath(path, names);
     if (result.error != ERROR_SUCCESS)
@@ -190,7 +190,7 @@ RegistryKeyResult openKey(HKEY parent, const std::string& path, bool create) {
     std::uintptr_t handle = state.nextHandle;
     state.nextHandle += 4;
     state.keys.emplace(handle, std::move(key));
-    result.key = toHandle(handle);
+    result.value = toHandle(handle);
     return result;
 }
 
@@ -209,11 +209,11 @@ template <typename Call> DWORD withKey(HKEY key, Call call) {
 
 } // namespace
 
-RegistryKeyResult createRegistryKey(HKEY parent, const std::string& path) {
+Result<HKEY> createRegistryKey(HKEY parent, const std::string& path) {
     return openKey(parent, path, true);
 }
 
-RegistryKeyResult duplicateRegistryKey(HKEY key) {
+Result<HKEY> duplicateRegistryKey(HKEY key) {
     return openKey(key, std::string(), false);
 }
 
@@ -225,15 +225,18 @@ void closeRegistryKey(HKEY key) {
     state.keys.erase(reinterpret_cast<std::uintptr_t>(key));
 }
 
-DWORD queryRegistryValue(HKEY key, const std::string& name, std::string& data, DWORD& type) {
-    data.clear();
+Result<RegistryValue> queryRegistryValue(HKEY key, const std::string& name) {
+    Result<RegistryValue> result{{std::string(), REG_NONE}, ERROR_FILE_NOT_FOUND};
     std::string valueName = cString(name);
     if (valueName.size() > kMaxValueName)
-        return ERROR_FILE_NOT_FOUND;
+        return result;
 
-    return withKey(key, [&](RegistryStore& store, std::int64_t id) {
-        return store.queryValue(id, valueName, data, type);
+    result.error = withKey(key, [&](RegistryStore& store, std::int64_t id) {
+        return store.queryValue(id, valueName, result.value.data, result.value.type);
     });
+    if (result.error != ERROR_SUCCESS)
+        result.value.data.clear();
+    return result;
 }
 
 DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void* data,
@@ -241,7 +244,7 @@ DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void
     std::string valueName = cString(name);
     if (valueName.size() > kMaxValueName)
         return ERROR_INVALID_PARAMETER;
-    // RegSetValueExA counts the data in a DWORD.
+    // RegSetValueExW counts the data in a DWORD.
     if (size > 0xFFFFFFFFu || (data == nullptr && size != 0))
         return ERROR_INVALID_PARAMETER;
 
@@ -250,16 +253,20 @@ DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void
     });
 }
 
-DWORD enumerateRegistryValueNames(HKEY key, std::vector<std::string>& names) {
-    names.clear();
-    return withKey(
-        key, [&](RegistryStore& store, std::int64_t id) { return store.valueNames(id, names); });
+Result<std::vector<std::string>> enumerateRegistryValueNames(HKEY key) {
+    Result<std::vector<std::string>> result{{}, 0};
+    result.error = withKey(key, [&](RegistryStore& store, std::int64_t id) {
+        return store.valueNames(id, result.value);
+    });
+    return result;
 }
 
-DWORD queryRegistryValueCount(HKEY key, DWORD& count) {
-    count = 0;
-    return withKey(
-        key, [&](RegistryStore& store, std::int64_t id) { return store.countValues(id, count); });
+Result<DWORD> queryRegistryValueCount(HKEY key) {
+    Result<DWORD> result{0, 0};
+    result.error = withKey(key, [&](RegistryStore& store, std::int64_t id) {
+        return store.countValues(id, result.value);
+    });
+    return result;
 }
 
 } // namespace platform

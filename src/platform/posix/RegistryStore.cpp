@@ -2,7 +2,16 @@
 // registry operation.
 #include "platform/posix/RegistryStore.h"
 
+#include "platform/common/AsciiText.h"
+#include "platform/common/RetryAfterSignal.h"
+#include "platform/posix/Errors.h"
+#include "platform/posix/Handles.h"
+#include "platform/posix/HostPaths.h"
+
+#include <cerrno>
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace klx {
@@ -172,66 +181,101 @@ int ensureSchema(sqlite3* db) {
     return rc;
 }
 
+// Takes the bits of group and others from a file of the user's.
+void makePrivateFile(int fd) {
+    struct stat info;
+    if (::fstat(fd, &info) == 0 && info.st_uid == ::geteuid() && (info.st_mode & 0777) != 0600)
+        ::fchmod(fd, 0600);
+}
+
+// Creates the database file private to the user before SQLite opens it:
+// SQLite gives its journal files the database's permissions. Files of an
+// older, wider store are made private as well.
+DWORD preparePrivateFiles(const std::string& path) {
+    const std::string::size_type slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "."
+                                  : slash == 0               ? "/"
+                                                             : path.substr(0, slash);
+    if (DWORD error = makePrivateDirectory(directory))
+        return error;
+    ScopedFd database(
+        retryAfterSignal(-1, ::open, path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode_t(0600)));
+    if (!database)
+        return win32PathError(errno, path);
+    makePrivateFile(database.get());
+    for (const char* suffix : {"-wal", "-shm"}) {
+        ScopedFd journal(
+            retryAfterSignal(-1, ::open, (path + suffix).c_str(), O_RDONLY | O_CLOEXEC));
+        if (journal)
+            makePrivateFile(journal.get());
+    }
+    return ERROR_SUCCESS;
+}
+
 } // namespace
+
+void DatabaseTraits::close(sqlite3* db) {
+    sqlite3_close(db);
+}
 
 std::string foldRegistryName(const char* name, std::size_t size) {
     std::string folded(name, size);
-    for (char& c : folded) {
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c + ('a' - 'A'));
-    }
+    for (char& c : folded)
+        c = foldAscii(c);
     return folded;
 }
 
 std::unique_ptr<RegistryStore> RegistryStore::open(const std::string& path, DWORD& error) {
-    sqlite3* db = nullptr;
+    error = preparePrivateFiles(path);
+    if (error != ERROR_SUCCESS)
+        return nullptr;
+    sqlite3* opened = nullptr;
     int rc =
-        sqlite3_open_v2(path.c_str(), &db,
+        sqlite3_open_v2(path.c_str(), &opened,
                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    // Even a failed open gives a handle to close.
+    ScopedDatabase db(opened);
     if (rc == SQLITE_OK)
-        rc = sqlite3_busy_timeout(db, kBusyTimeoutMs);
+        rc = sqlite3_busy_timeout(db.get(), kBusyTimeoutMs);
     // SQLite falls back to reading a file it may not write; keys are opened
     // for writing too, so such a store is no use.
-    if (rc == SQLITE_OK && sqlite3_db_readonly(db, "main") == 1)
+    if (rc == SQLITE_OK && sqlite3_db_readonly(db.get(), "main") == 1)
         rc = SQLITE_READONLY;
     // Whether the file is a database at all shows on its first read, here.
     if (rc == SQLITE_OK)
-        rc = useWriteAheadLog(db);
+        rc = useWriteAheadLog(db.get());
     if (rc == SQLITE_OK)
-        rc = sqlite3_exec(db, kSetUp, nullptr, nullptr, nullptr);
+        rc = sqlite3_exec(db.get(), kSetUp, nullptr, nullptr, nullptr);
     if (rc == SQLITE_OK)
-        rc = ensureSchema(db);
+        rc = ensureSchema(db.get());
 
     std::unique_ptr<RegistryStore> store;
     if (rc == SQLITE_OK) {
-        store.reset(new RegistryStore(db, path));
-        db = nullptr;
+        store.reset(new RegistryStore(std::move(db), path));
         rc = store->prepareAll();
         if (rc != SQLITE_OK)
             store.reset();
     }
-    if (db != nullptr)
-        sqlite3_close(db);
     error = storeError(rc);
     if (!store && error == ERROR_SUCCESS)
         error = ERROR_CANTOPEN;
     return store;
 }
 
-RegistryStore::RegistryStore(sqlite3* db, const std::string& path)
-    : mDb(db), mStatements(), mPath(path), mOwner(::getpid()) {}
+RegistryStore::RegistryStore(ScopedDatabase db, const std::string& path)
+    : mDb(std::move(db)), mStatements(), mPath(path), mOwner(::getpid()) {}
 
 RegistryStore::~RegistryStore() {
+    // Statements first: the connection closes only without them.
     for (sqlite3_stmt* statement : mStatements)
         sqlite3_finalize(statement);
-    sqlite3_close(mDb);
 }
 
 int RegistryStore::prepareAll() {
     static_assert(sizeof(kStatementText) / sizeof(kStatementText[0]) == StatementCount,
                   "one text per statement");
     for (int i = 0; i < StatementCount; ++i) {
-        int rc = sqlite3_prepare_v3(mDb, kStatementText[i], -1, SQLITE_PREPARE_PERSISTENT,
+        int rc = sqlite3_prepare_v3(mDb.get(), kStatementText[i], -1, SQLITE_PREPARE_PERSISTENT,
                                     &mStatements[i], nullptr);
         if (rc != SQLITE_OK)
             return rc;
@@ -311,7 +355,7 @@ DWORD RegistryStore::openKey(std::int64_t parent, const std::vector<std::string>
 
     // Create what is missing in one transaction, looking again under the
     // write lock: another process may have created some of it meanwhile.
-    if (!sqlite3_get_autocommit(mDb))
+    if (!sqlite3_get_autocommit(mDb.get()))
         step(Rollback);
     rc = step(Begin);
     if (rc != SQLITE_OK)
@@ -337,7 +381,7 @@ DWORD RegistryStore::openKey(std::int64_t parent, const std::vector<std::string>
                 rc = sqlite3_step(insert);
             if (rc == SQLITE_DONE) {
                 rc = SQLITE_OK;
-                child = sqlite3_last_insert_rowid(mDb);
+                child = sqlite3_last_insert_rowid(mDb.get());
             }
         }
         current = child;
@@ -379,7 +423,7 @@ DWORD RegistryStore::queryValue(std::int64_t key, const std::string& name, std::
 
 DWORD RegistryStore::setValue(std::int64_t key, const std::string& name, DWORD type,
                               const void* data, std::size_t size) {
-    if (!sqlite3_get_autocommit(mDb))
+    if (!sqlite3_get_autocommit(mDb.get()))
         step(Rollback);
     int rc = step(Begin);
     if (rc != SQLITE_OK)

@@ -21,6 +21,7 @@
 #define KLX_PLATFORM_POSIX_REGISTRY_STORE_H
 
 #include "KLXConstants.h"
+#include "platform/common/ScopedHandle.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -35,13 +36,22 @@ struct sqlite3_stmt;
 namespace klx {
 namespace platform {
 
+struct DatabaseTraits {
+    using handle_type = sqlite3*;
+    static sqlite3* invalid() { return nullptr; }
+    static void close(sqlite3* db);
+};
+using ScopedDatabase = ScopedHandle<DatabaseTraits>;
+
 // One process's connection to one registry database, with its statements
 // prepared once. Not for use by two threads at a time.
 class RegistryStore {
 public:
     // Opens the database at `path`, creating it and its tables when missing.
-    // Null, with the reason in `error`, when the file cannot be opened or is
-    // not a registry database.
+    // The database, its journal files and the directory that holds them are
+    // made private to the user. Null, with the reason in `error`, when the
+    // file cannot be opened or is not a registry database, and when the
+    // directory belongs to someone else (ERROR_ACCESS_DENIED).
     static std::unique_ptr<RegistryStore> open(const std::string& path, DWORD& error);
     ~RegistryStore();
     RegistryStore(const RegistryStore&) = delete;
@@ -83,14 +93,14 @@ private:
         StatementCount
     };
 
-    RegistryStore(sqlite3* db, const std::string& path);
+    RegistryStore(ScopedDatabase db, const std::string& path);
     int prepareAll();
     // Looks `name` up below `parent`; `id` is 0 when there is no such key.
     int findChild(std::int64_t parent, const std::string& name, std::int64_t& id);
     int keyExists(std::int64_t id, bool& exists);
     int step(Statement which);
 
-    sqlite3* mDb;
+    ScopedDatabase mDb;
     sqlite3_stmt* mStatements[StatementCount];
     std::string mPath;
     pid_t mOwner;

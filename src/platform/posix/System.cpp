@@ -28,17 +28,17 @@ DWORD versionWord() {
     return kVersionWordNt;
 }
 
-SystemTextResult windowsDirectory() {
-    return SystemTextResult{kWindowsDirectory, 0};
+Result<std::string> windowsDirectory() {
+    return Result<std::string>{kWindowsDirectory, 0};
 }
 
-SystemTextResult userProfileDirectory() {
+Result<std::string> userProfileDirectory() {
     // The profile is $HOME as it stands when asked; without one the query
-    // fails, as GetUserProfileDirectoryA does for a token without a profile.
+    // fails, as GetUserProfileDirectoryW does for a token without a profile.
     const char* home = std::getenv("HOME");
     if (home == nullptr || *home == '\0')
-        return SystemTextResult{std::string(), ERROR_FILE_NOT_FOUND};
-    return SystemTextResult{home, 0};
+        return Result<std::string>{std::string(), ERROR_FILE_NOT_FOUND};
+    return Result<std::string>{home, 0};
 }
 
 } // namespace platform

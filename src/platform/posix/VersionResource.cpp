@@ -3,18 +3,22 @@
 // RT_VERSION data, which is a VS_VERSIONINFO tree. A host program in ELF form
 // carries the same tree in its section ".klxversion" (the SDK's own programs
 // are built with one), so that its product name and version read as a
-// Windows program's do.
+// Windows program's do. The library's own tree is built from the version it
+// was compiled with (common/VersionInfo checks and reads all of them).
 //
 // Every offset and length comes from the file and is checked before use, in
 // 64-bit arithmetic, against the file and against the structure that holds
 // it. The resource tree is walked exactly three levels deep, so an entry that
-// points back at a directory cannot loop; a version tree is at most 64 KiB
-// (its root length is a WORD) and every node takes at least 8 bytes of it,
-// and both its depth and its node count are capped on top of that.
+// points back at a directory cannot loop.
 #include "platform/Platform.h"
+#include "platform/common/RetryAfterSignal.h"
+#include "platform/common/VersionInfo.h"
 #include "platform/posix/Errors.h"
+#include "platform/posix/Handles.h"
 #include "platform/posix/HostPaths.h"
+#include "version/VersionTree.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -22,6 +26,13 @@
 #include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
+
+// The build passes the project version; a build without it must not quietly
+// report 0.0.0.0.
+#if !defined(KLXCORE_VERSION_MAJOR) || !defined(KLXCORE_VERSION_MINOR) ||                          \
+    !defined(KLXCORE_VERSION_PATCH)
+#error "KLXCORE_VERSION_MAJOR, _MINOR and _PATCH must be defined by the build"
+#endif
 
 namespace klx {
 namespace platform {
@@ -31,14 +42,12 @@ namespace {
 typedef std::vector<unsigned char> Bytes;
 
 const std::uint16_t kResourceTypeVersion = 16;
-const std::uint32_t kFixedInfoSignature = 0xFEEF04BDu;
-const std::size_t kFixedInfoSize = 52;
-// Level-1 entries looked at for RT_VERSION; real images have a few dozen types.
+// Level-1 entries looked at for RT_VERSION; real images have a few dozen
+// types, and a name has a language or two.
 const std::uint32_t kMaxTypeEntries = 4096;
-// Real version trees are four levels deep (root, StringFileInfo, table,
-// string) and hold a few dozen nodes.
-const unsigned kMaxTreeDepth = 8;
-const unsigned kMaxTreeNodes = 4096;
+const std::uint32_t kMaxLanguages = 256;
+// The user interface language this host reports: U.S. English.
+const std::uint16_t kUiLanguage = 0x0409;
 // Header bytes of a version node: wLength, wValueLength, wType.
 const std::size_t kNodeHeader = 6;
 
@@ -51,40 +60,27 @@ inline std::uint32_t read32(const unsigned char* p) {
            (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[3]) << 24);
 }
 
-inline std::size_t align4(std::size_t value) {
-    return (value + 3) & ~static_cast<std::size_t>(3);
-}
-
 // ---- The image file --------------------------------------------------------
 
 // An open regular file read at checked offsets.
 class ImageFile {
 public:
-    ImageFile() = default;
-    ~ImageFile() {
-        if (mFd >= 0)
-            ::close(mFd);
-    }
-    ImageFile(const ImageFile&) = delete;
-    ImageFile& operator=(const ImageFile&) = delete;
-
     DWORD open(const std::string& path) {
         std::string host = hostPath(path);
-        // O_NONBLOCK: a FIFO must not hang the open; only regular files are read.
-        mFd = ::open(host.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-        if (mFd < 0 && errno == ENOENT) {
+        mFd.reset(openForReading(host));
+        if (!mFd && errno == ENOENT) {
             // A program is found as it is started: "tool.exe" may be the
             // host's "tool", and the other way round.
             const std::string program = programHostPath(path);
             if (!program.empty()) {
                 host = program;
-                mFd = ::open(host.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+                mFd.reset(openForReading(host));
             }
         }
-        if (mFd < 0)
+        if (!mFd)
             return win32PathError(errno, host);
         struct stat info;
-        if (::fstat(mFd, &info) != 0)
+        if (::fstat(mFd.get(), &info) != 0)
             return win32Error(errno);
         if (S_ISDIR(info.st_mode))
             return ERROR_ACCESS_DENIED;
@@ -101,9 +97,8 @@ public:
             return false;
         unsigned char* out = static_cast<unsigned char*>(buffer);
         while (count > 0) {
-            const ssize_t done = ::pread(mFd, out, count, static_cast<off_t>(offset));
-            if (done < 0 && errno == EINTR)
-                continue;
+            const ssize_t done =
+                retryAfterSignal(-1, ::pread, mFd.get(), out, count, static_cast<off_t>(offset));
             if (done <= 0)
                 return false; // the file shrank, or cannot be read
             out += done;
@@ -114,7 +109,13 @@ public:
     }
 
 private:
-    int mFd = -1;
+    // O_NONBLOCK: a FIFO must not hang the open; only regular files are read.
+    static int openForReading(const std::string& host) {
+        return retryAfterSignal(-1, ::open, host.c_str(),
+                                O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    }
+
+    ScopedFd mFd;
     std::uint64_t mSize = 0;
 };
 
@@ -201,8 +202,8 @@ public:
         return false;
     }
 
-    // Follows RT_VERSION, its first name and that name's first language to
-    // the resource's data: its RVA and size.
+    // Follows RT_VERSION, its first name and the language of that name that
+    // FindResource picks to the resource's data: its RVA and size.
     DWORD findVersionData(std::uint32_t& dataRva, std::uint32_t& dataSize) const {
         // Level 1: the types. Named entries come first; RT_VERSION has an ID.
         std::uint16_t named;
@@ -228,19 +229,37 @@ public:
         if (!found)
             return kErrorResourceTypeNotFound;
 
-        // Levels 2 and 3: the first name, then its first language. Each must
-        // be a directory, and what the language points at must be data; a
-        // pointer back into the tree therefore ends the walk.
-        for (int level = 2; level <= 3; ++level) {
-            if ((next & 0x80000000u) == 0)
-                return ERROR_BAD_EXE_FORMAT;
-            const std::uint32_t directory = next & 0x7FFFFFFFu;
-            unsigned char entry[8];
-            if (!readDirectory(directory, named, ids) || named + ids == 0 ||
-                !readRva(std::uint64_t(mResourceRva) + directory + 16, entry, sizeof entry))
-                return ERROR_BAD_EXE_FORMAT;
-            next = read32(entry + 4);
+        // Level 2: the first name. It must be a directory, and what the
+        // language points at must be data; a pointer back into the tree
+        // therefore ends the walk.
+        if ((next & 0x80000000u) == 0)
+            return ERROR_BAD_EXE_FORMAT;
+        std::uint32_t directory = next & 0x7FFFFFFFu;
+        unsigned char entry[8];
+        if (!readDirectory(directory, named, ids) || named + ids == 0 ||
+            !readRva(std::uint64_t(mResourceRva) + directory + 16, entry, sizeof entry))
+            return ERROR_BAD_EXE_FORMAT;
+        next = read32(entry + 4);
+
+        // Level 3: the languages of that name.
+        if ((next & 0x80000000u) == 0)
+            return ERROR_BAD_EXE_FORMAT;
+        directory = next & 0x7FFFFFFFu;
+        if (!readDirectory(directory, named, ids) || named + ids == 0)
+            return ERROR_BAD_EXE_FORMAT;
+        total = std::min<std::uint32_t>(std::uint32_t(named) + ids, kMaxLanguages);
+        entries.resize(std::size_t(total) * 8);
+        if (!readRva(std::uint64_t(mResourceRva) + directory + 16, entries.data(), entries.size()))
+            return ERROR_BAD_EXE_FORMAT;
+        std::vector<std::uint16_t> languages;
+        for (std::uint32_t i = 0; i < total; ++i) {
+            // A named entry is no language: it is never picked before the first.
+            const std::uint32_t name = read32(entries.data() + std::size_t(i) * 8);
+            languages.push_back((name & 0x80000000u) != 0 ? 0xFFFF
+                                                          : static_cast<std::uint16_t>(name));
         }
+        const std::size_t picked = pickResourceLanguage(languages, kUiLanguage);
+        next = read32(entries.data() + picked * 8 + 4);
         if ((next & 0x80000000u) != 0)
             return ERROR_BAD_EXE_FORMAT;
 
@@ -268,182 +287,6 @@ private:
     std::uint32_t mResourceRva = 0;
     std::vector<Section> mSections;
 };
-
-// ---- The version tree ------------------------------------------------------
-
-// One node of a VS_VERSIONINFO tree; offsets from the start of the block.
-struct Node {
-    std::size_t end;        // one past the node's last byte
-    std::size_t key;        // its UTF-16 key
-    std::size_t keyUnits;   // without the terminator
-    std::size_t value;      // its value
-    std::size_t valueBytes; // as stored
-    std::size_t children;   // its first child, or `end`
-    bool text;              // wType 1: the value is UTF-16 text
-};
-
-// Reads the node at `start`, which must end by `limit`; false when it is
-// malformed: too short, longer than its parent, a key without terminator or
-// a value past its end.
-bool readNode(const unsigned char* block, std::size_t start, std::size_t limit, Node& node) {
-    if (start > limit || limit - start < kNodeHeader)
-        return false;
-    const std::size_t length = read16(block + start);
-    if (length < kNodeHeader + 2 || length > limit - start)
-        return false;
-    node.end = start + length;
-    const std::size_t valueLength = read16(block + start + 2);
-    node.text = read16(block + start + 4) == 1;
-    node.key = start + kNodeHeader;
-    std::size_t at = node.key;
-    while (at + 2 <= node.end && read16(block + at) != 0)
-        at += 2;
-    if (at + 2 > node.end)
-        return false;
-    node.keyUnits = (at - node.key) / 2;
-    node.value = align4(at + 2);
-    node.valueBytes = node.text ? valueLength * 2 : valueLength;
-    // Some resource compilers count a text's length in bytes, not WORDs; such
-    // a text is cut at its node's end rather than refused.
-    if (node.text && (node.value >= node.end || node.valueBytes > node.end - node.value))
-        node.valueBytes = node.value >= node.end ? 0 : (node.end - node.value) & ~std::size_t(1);
-    if (node.valueBytes == 0) {
-        node.value = node.value < node.end ? node.value : node.end;
-        node.children = node.value;
-        return true;
-    }
-    if (node.value > node.end || node.valueBytes > node.end - node.value)
-        return false;
-    node.children = align4(node.value + node.valueBytes);
-    if (node.children > node.end)
-        node.children = node.end;
-    return true;
-}
-
-// Steps through the children of a node. A tail too short for a header is the
-// padding of the last child.
-class Children {
-public:
-    Children(const unsigned char* block, const Node& parent)
-        : mBlock(block), mAt(parent.children), mEnd(parent.end) {}
-
-    // false at the end; `malformed` tells a broken child from the end.
-    bool next(Node& child, bool& malformed) {
-        malformed = false;
-        if (mAt >= mEnd || mEnd - mAt < kNodeHeader)
-            return false;
-        if (!readNode(mBlock, mAt, mEnd, child)) {
-            malformed = true;
-            return false;
-        }
-        mAt = align4(child.end);
-        return true;
-    }
-
-private:
-    const unsigned char* mBlock;
-    std::size_t mAt;
-    std::size_t mEnd;
-};
-
-bool validTree(const unsigned char* block, const Node& node, unsigned depth, unsigned& nodes) {
-    if (depth > kMaxTreeDepth)
-        return false;
-    Children children(block, node);
-    Node child;
-    bool malformed;
-    while (children.next(child, malformed)) {
-        if (++nodes > kMaxTreeNodes || !validTree(block, child, depth + 1, nodes))
-            return false;
-    }
-    return !malformed;
-}
-
-// Appends the UTF-8 form of one code point.
-std::size_t putUtf8(unsigned char* out, std::uint32_t code) {
-    if (code < 0x80) {
-        out[0] = static_cast<unsigned char>(code);
-        return 1;
-    }
-    if (code < 0x800) {
-        out[0] = static_cast<unsigned char>(0xC0 | (code >> 6));
-        out[1] = static_cast<unsigned char>(0x80 | (code & 0x3F));
-        return 2;
-    }
-    if (code < 0x10000) {
-        out[0] = static_cast<unsigned char>(0xE0 | (code >> 12));
-        out[1] = static_cast<unsigned char>(0x80 | ((code >> 6) & 0x3F));
-        out[2] = static_cast<unsigned char>(0x80 | (code & 0x3F));
-        return 3;
-    }
-    out[0] = static_cast<unsigned char>(0xF0 | (code >> 18));
-    out[1] = static_cast<unsigned char>(0x80 | ((code >> 12) & 0x3F));
-    out[2] = static_cast<unsigned char>(0x80 | ((code >> 6) & 0x3F));
-    out[3] = static_cast<unsigned char>(0x80 | (code & 0x3F));
-    return 4;
-}
-
-// UTF-16LE `units` at `in`, up to the first NUL, as UTF-8 at `out`; a lone
-// surrogate becomes U+FFFD. Writes at most 3 bytes per unit; returns the
-// bytes written.
-std::size_t utf16ToUtf8(const unsigned char* in, std::size_t units, unsigned char* out) {
-    std::size_t written = 0;
-    for (std::size_t i = 0; i < units; ++i) {
-        std::uint32_t code = read16(in + 2 * i);
-        if (code == 0)
-            break;
-        if (code >= 0xD800 && code <= 0xDBFF && i + 1 < units) {
-            const std::uint32_t low = read16(in + 2 * (i + 1));
-            if (low >= 0xDC00 && low <= 0xDFFF) {
-                code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
-                ++i;
-            }
-        }
-        if (code >= 0xD800 && code <= 0xDFFF)
-            code = 0xFFFD;
-        written += putUtf8(out + written, code);
-    }
-    return written;
-}
-
-// Whether the UTF-16 key of `node` is `name`, without regard to ASCII case.
-bool keyMatches(const unsigned char* block, const Node& node, const std::string& name) {
-    // Three bytes per unit at most, so a longer name cannot match.
-    if (name.size() > node.keyUnits * 3)
-        return false;
-    unsigned char key[3 * 256];
-    std::size_t length = 0;
-    if (node.keyUnits <= 256) {
-        length = utf16ToUtf8(block + node.key, node.keyUnits, key);
-    } else {
-        return false; // no key of a real tree is that long
-    }
-    if (length != name.size())
-        return false;
-    for (std::size_t i = 0; i < length; ++i) {
-        unsigned char a = key[i];
-        unsigned char b = static_cast<unsigned char>(name[i]);
-        if (a >= 'A' && a <= 'Z')
-            a = static_cast<unsigned char>(a - 'A' + 'a');
-        if (b >= 'A' && b <= 'Z')
-            b = static_cast<unsigned char>(b - 'A' + 'a');
-        if (a != b)
-            return false;
-    }
-    return true;
-}
-
-VersionValueResult noValue(DWORD error) {
-    return VersionValueResult{nullptr, 0, error};
-}
-
-// The bytes that a raw tree of `rawLength` bytes takes with its text room:
-// each text of n units (2n bytes) at offset o gets the 4n bytes at
-// 2o past the tree, enough for its UTF-8 form (3 bytes a unit at most) and a
-// NUL, and never shared with another text.
-std::size_t blockSizeFor(std::size_t rawLength) {
-    return 3 * align4(rawLength);
-}
 
 // ---- ELF programs -------------------------------------------------------------
 
@@ -533,12 +376,15 @@ private:
     bool mBigEndian = false;
 };
 
-// Loads and checks the version tree of the file at `path`.
-DWORD loadVersionTree(const std::string& path, Bytes& tree) {
+} // namespace
+
+Result<std::string> readVersionResource(const std::string& path) {
+    Result<std::string> result{std::string(), 0};
     ImageFile file;
-    DWORD error = file.open(path);
+    DWORD& error = result.error;
+    error = file.open(path);
     if (error != 0)
-        return error;
+        return result;
 
     // Where the tree lies: `read` takes offsets from its start.
     std::uint64_t dataSize = 0;
@@ -562,115 +408,39 @@ DWORD loadVersionTree(const std::string& path, Bytes& tree) {
         };
     }
     if (error != 0)
-        return error;
+        return result;
 
+    // The tree's own length tells how much of the data it takes; a tree that
+    // claims more than the resource holds is malformed.
     unsigned char header[2];
     if (dataSize < kNodeHeader || !read(0, header, sizeof header))
-        return kErrorResourceDataNotFound;
+        return Result<std::string>{std::string(), kErrorResourceDataNotFound};
     const std::size_t length = read16(header);
     if (length < kNodeHeader || length > dataSize)
-        return kErrorResourceDataNotFound;
-    tree.resize(length);
-    if (!read(0, tree.data(), length))
-        return kErrorResourceDataNotFound;
-
-    Node root;
-    unsigned nodes = 1;
-    if (!readNode(tree.data(), 0, tree.size(), root) || !validTree(tree.data(), root, 0, nodes))
-        return kErrorResourceDataNotFound;
-    return 0;
+        return Result<std::string>{std::string(), kErrorResourceDataNotFound};
+    result.value.resize(length);
+    if (!read(0, &result.value[0], length))
+        return Result<std::string>{std::string(), kErrorResourceDataNotFound};
+    return result;
 }
 
-} // namespace
-
-VersionInfoSizeResult fileVersionInfoSize(const std::string& path) {
-    Bytes tree;
-    const DWORD error = loadVersionTree(path, tree);
-    if (error != 0)
-        return VersionInfoSizeResult{0, error};
-    return VersionInfoSizeResult{blockSizeFor(tree.size()), 0};
-}
-
-DWORD fileVersionInfo(const std::string& path, void* buffer, std::size_t size) {
-    if (buffer == nullptr)
-        return ERROR_INVALID_PARAMETER;
-    Bytes tree;
-    const DWORD error = loadVersionTree(path, tree);
-    if (error != 0)
-        return error;
-    // The file may have changed since its size was asked.
-    const std::size_t needed = blockSizeFor(tree.size());
-    if (size < needed)
-        return ERROR_INSUFFICIENT_BUFFER;
-    unsigned char* out = static_cast<unsigned char*>(buffer);
-    std::memcpy(out, tree.data(), tree.size());
-    std::memset(out + tree.size(), 0, needed - tree.size());
-    return 0;
-}
-
-VersionValueResult queryVersionValue(void* block, std::size_t blockSize,
-                                     const std::string& subBlock) {
-    if (block == nullptr)
-        return noValue(ERROR_INVALID_PARAMETER);
-    unsigned char* bytes = static_cast<unsigned char*>(block);
-    Node node;
-    if (!readNode(bytes, 0, blockSize, node))
-        return noValue(kErrorResourceDataNotFound);
-    const std::size_t rawEnd = node.end;
-
-    // Each key name in turn; empty names (leading, doubled or trailing
-    // backslashes) are skipped. Every step goes down into a smaller node.
-    bool root = true;
-    std::size_t at = 0;
-    while (at < subBlock.size()) {
-        std::size_t stop = subBlock.find('\\', at);
-        if (stop == std::string::npos)
-            stop = subBlock.size();
-        if (stop > at) {
-            const std::string name = subBlock.substr(at, stop - at);
-            Children children(bytes, node);
-            Node child;
-            bool malformed;
-            bool found = false;
-            while (!found && children.next(child, malformed))
-                found = keyMatches(bytes, child, name);
-            if (!found)
-                return noValue(kErrorResourceDataNotFound);
-            node = child;
-            root = false;
-        }
-        at = stop + 1;
-    }
-
-    if (root) {
-        // The root's value is the VS_FIXEDFILEINFO.
-        if (node.valueBytes < kFixedInfoSize || read32(bytes + node.value) != kFixedInfoSignature)
-            return noValue(kErrorResourceDataNotFound);
-        return VersionValueResult{bytes + node.value, node.valueBytes, 0};
-    }
-    if (!node.text)
-        return VersionValueResult{bytes + node.value, node.valueBytes, 0};
-    const std::size_t units = node.valueBytes / 2;
-    if (units == 0) {
-        static const char kEmpty[] = "";
-        return VersionValueResult{kEmpty, 0, 0};
-    }
-    // The text's room past the tree (see blockSizeFor).
-    const std::size_t room = 4 * units;
-    const std::size_t place = align4(rawEnd) + 2 * node.value;
-    if (blockSize < blockSizeFor(rawEnd) || place > blockSize || room > blockSize - place)
-        return noValue(ERROR_INSUFFICIENT_BUFFER);
-    unsigned char* out = bytes + place;
-    const std::size_t length = utf16ToUtf8(bytes + node.value, units, out);
-    out[length] = 0;
-    return VersionValueResult{out, length, 0};
-}
-
-VersionValueResult queryVersionValue(void* block, const std::string& subBlock) {
-    if (block == nullptr)
-        return noValue(ERROR_INVALID_PARAMETER);
-    const std::size_t rawLength = read16(static_cast<const unsigned char*>(block));
-    return queryVersionValue(block, blockSizeFor(rawLength), subBlock);
+Result<std::string> ownModuleVersionResource() {
+    using namespace klx::version;
+    const std::uint32_t major = KLXCORE_VERSION_MAJOR, minor = KLXCORE_VERSION_MINOR,
+                        patch = KLXCORE_VERSION_PATCH, build = 0;
+    const std::uint32_t high = (major << 16) | minor, low = (patch << 16) | build;
+    const std::u16string version =
+        ascii16(std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch) +
+                "." + std::to_string(build));
+    const StringTable strings{u"040904b0",
+                              {{u"FileDescription", u"KlxCore utility class library"},
+                               {u"FileVersion", version},
+                               {u"InternalName", u"KlxCore"},
+                               {u"OriginalFilename", ascii16(kSelfModuleName)},
+                               {u"ProductName", u"KlxCore"},
+                               {u"ProductVersion", version}}};
+    return Result<std::string>{
+        versionTree(fixedFileInfo(high, low, high, low), {strings}, {{0x0409, 0x04b0}}), 0};
 }
 
 } // namespace platform

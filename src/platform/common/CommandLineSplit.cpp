@@ -1,7 +1,5 @@
-// Splitting a Windows command line into arguments the way the Microsoft C
-// runtime does before it calls main(), so that a child started here sees the
-// arguments a Windows child would.
-#include "platform/Platform.h"
+// Windows command lines as the Microsoft C runtime reads them.
+#include "platform/common/CommandLineSplit.h"
 
 #include <utility>
 
@@ -60,6 +58,27 @@ std::vector<std::string> splitCommandLine(const std::string& line) {
         arguments.push_back(std::move(argument));
     }
     return arguments;
+}
+
+std::string quoteArgument(const std::string& argument) {
+    if (!argument.empty() && argument.find_first_of(" \t\"") == std::string::npos)
+        return argument;
+    std::string quoted = "\"";
+    std::size_t backslashes = 0;
+    for (char c : argument) {
+        if (c == '\\') {
+            ++backslashes;
+            continue;
+        }
+        // Backslashes count double only before a quote, the argument's own
+        // or the closing one.
+        quoted.append(c == '"' ? 2 * backslashes + 1 : backslashes, '\\');
+        quoted += c;
+        backslashes = 0;
+    }
+    quoted.append(2 * backslashes, '\\');
+    quoted += '"';
+    return quoted;
 }
 
 } // namespace platform
