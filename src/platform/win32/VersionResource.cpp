@@ -13,6 +13,9 @@ namespace platform {
 
 namespace {
 
+// RT_VERSION in its wide form, whether or not UNICODE is defined.
+const LPCWSTR kVersionType = MAKEINTRESOURCEW(16);
+
 // The first name of a resource type, as FindResourceW takes it.
 struct ResourceName {
     bool found = false;
@@ -37,11 +40,11 @@ BOOL CALLBACK takeFirstName(HMODULE, LPCWSTR, LPWSTR name, LONG_PTR context) {
 Result<std::string> versionResourceOf(HMODULE module) {
     ResourceName first;
     // The image's own resources only, not those of its language files.
-    ::EnumResourceNamesExW(module, RT_VERSION, takeFirstName, reinterpret_cast<LONG_PTR>(&first),
+    ::EnumResourceNamesExW(module, kVersionType, takeFirstName, reinterpret_cast<LONG_PTR>(&first),
                            RESOURCE_ENUM_LN, 0);
     if (!first.found)
         return {std::string(), kErrorResourceTypeNotFound};
-    HRSRC resource = ::FindResourceW(module, first.get(), RT_VERSION);
+    HRSRC resource = ::FindResourceW(module, first.get(), kVersionType);
     if (resource == nullptr)
         return {std::string(), kErrorResourceTypeNotFound};
     HGLOBAL loaded = ::LoadResource(module, resource);
