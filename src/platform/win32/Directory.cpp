@@ -23,6 +23,11 @@ HANDLE findFirst(const std::wstring& pattern, WIN32_FIND_DATAW& data) {
                               nullptr, FIND_FIRST_EX_LARGE_FETCH);
 }
 
+// "C:\": a drive's root, which keeps its backslash.
+bool isDriveRoot(const std::wstring& path) {
+    return path.size() == 3 && path[1] == L':' && path[2] == L'\\';
+}
+
 // Whether `path` names something that is not a directory.
 bool isNonDirectory(const std::wstring& path) {
     const DWORD attributes = ::GetFileAttributesW(path.c_str());
@@ -63,14 +68,35 @@ Result<std::vector<DirectoryEntry>> listDirectory(const std::string& path) {
 }
 
 Result<DirectoryEntry> findEntry(const std::string& path) {
-    WIN32_FIND_DATAW data;
     std::wstring wide = widePath(path);
     if (wide.empty())
         return {DirectoryEntry{std::string(), 0}, ERROR_PATH_NOT_FOUND};
+    // "dir\" names the directory "dir", as "C:\" names the drive's root.
+    bool directoryOnly = false;
+    while (wide.size() > 1 && wide.back() == L'\\' && !isDriveRoot(wide)) {
+        wide.pop_back();
+        directoryOnly = true;
+    }
+
+    WIN32_FIND_DATAW data;
     ScopedFindHandle search(findFirst(wide, data));
-    if (!search)
-        return {DirectoryEntry{std::string(), 0}, ::GetLastError()};
-    return {entryOf(data), 0};
+    if (search) {
+        DirectoryEntry entry = entryOf(data);
+        if (directoryOnly && entry.attributes != kAttributeDirectory)
+            return {DirectoryEntry{std::string(), 0}, ERROR_PATH_NOT_FOUND};
+        return {std::move(entry), 0};
+    }
+    // A root is no entry of a directory, so FindFirstFileExW does not find
+    // it; it is a directory all the same.
+    const DWORD error = ::GetLastError();
+    const DWORD attributes = ::GetFileAttributesW(wide.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+        return {DirectoryEntry{std::string(), 0}, error};
+    while (!wide.empty() && wide.back() == L'\\')
+        wide.pop_back();
+    const std::size_t nameStart = wide.find_last_of(L'\\');
+    const std::wstring name = nameStart == std::wstring::npos ? wide : wide.substr(nameStart + 1);
+    return {DirectoryEntry{toUtf8(name), kAttributeDirectory}, 0};
 }
 
 } // namespace platform
