@@ -5,7 +5,7 @@
 // walker without having to keep a PE image intact.
 #include "FuzzSupport.h"
 
-#include "platform/Platform.h"
+#include "platform/common/VersionInfo.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,8 +22,9 @@ const char* const kQueries[] = {"\\", "\\VarFileInfo\\Translation",
 
 // A result is either nothing or a range inside the block; an empty text may
 // be a constant outside it. Which type a value has is the input's choice.
-void checkValue(const std::vector<unsigned char>& block, const VersionValueResult& value) {
-    if (value.error != 0) {
+void checkValue(const std::vector<unsigned char>& block, const Result<VersionValue>& result) {
+    const VersionValue& value = result.value;
+    if (!result.ok()) {
         KLX_FUZZ_CHECK(value.data == nullptr);
         return;
     }
@@ -38,17 +39,17 @@ void checkValue(const std::vector<unsigned char>& block, const VersionValueResul
 }
 
 void queryLikeAReader(std::vector<unsigned char>& block) {
-    const VersionValueResult fixed = queryVersionValue(block.data(), block.size(), "\\");
+    const Result<VersionValue> fixed = queryVersionValue(block.data(), block.size(), "\\");
     checkValue(block, fixed);
-    if (fixed.error == 0)
-        KLX_FUZZ_CHECK(fixed.length >= 52);
-    const VersionValueResult pairs =
+    if (fixed.ok())
+        KLX_FUZZ_CHECK(fixed.value.length >= 52);
+    const Result<VersionValue> pairs =
         queryVersionValue(block.data(), block.size(), "\\VarFileInfo\\Translation");
     checkValue(block, pairs);
-    if (pairs.error != 0)
+    if (!pairs.ok())
         return;
-    const unsigned char* words = static_cast<const unsigned char*>(pairs.data);
-    for (std::size_t at = 0; at + 4 <= pairs.length && at < 64; at += 4) {
+    const unsigned char* words = static_cast<const unsigned char*>(pairs.value.data);
+    for (std::size_t at = 0; at + 4 <= pairs.value.length && at < 64; at += 4) {
         char name[64];
         std::snprintf(name, sizeof name, "\\StringFileInfo\\%04x%04x\\ProductName",
                       words[at] | (words[at + 1] << 8), words[at + 2] | (words[at + 3] << 8));
@@ -71,20 +72,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::filesystem::remove(path, ignored);
     klxfuzz::writeBytes(path, bytes);
 
-    const VersionInfoSizeResult info = fileVersionInfoSize(path.string());
-    KLX_FUZZ_CHECK((info.size == 0) == (info.error != 0));
+    const Result<std::size_t> info = fileVersionInfoSize(path.string());
+    KLX_FUZZ_CHECK((info.value == 0) == !info.ok());
     // Version trees are at most 64 KiB; with their text room, three times that.
-    KLX_FUZZ_CHECK(info.size <= 3 * 65536);
-    if (info.error == 0) {
-        std::vector<unsigned char> block(info.size);
+    KLX_FUZZ_CHECK(info.value <= 3 * 65536);
+    if (info.ok()) {
+        std::vector<unsigned char> block(info.value);
         KLX_FUZZ_CHECK(fileVersionInfo(path.string(), block.data(), block.size() - 1) ==
                        ERROR_INSUFFICIENT_BUFFER);
         KLX_FUZZ_CHECK(fileVersionInfo(path.string(), block.data(), block.size()) == 0);
         queryLikeAReader(block);
         // The block's own header gives the same answers.
-        const VersionValueResult sized = queryVersionValue(block.data(), block.size(), "\\");
-        const VersionValueResult unsized = queryVersionValue(block.data(), "\\");
-        KLX_FUZZ_CHECK(sized.data == unsized.data && sized.length == unsized.length);
+        const Result<VersionValue> sized = queryVersionValue(block.data(), block.size(), "\\");
+        const Result<VersionValue> unsized = queryVersionValue(block.data(), "\\");
+        KLX_FUZZ_CHECK(sized.value.data == unsized.value.data &&
+                       sized.value.length == unsized.value.length);
     }
 
     // The input itself as a block, exactly as large as it is.

@@ -1,6 +1,6 @@
 // KLXFile: the open modes and their error codes, sharing within this process
-// and with others, whole-file and positioned reads, writes that cut the file,
-// and paths in Windows and Cygwin form.
+// and with others, whole-file and positioned reads, and writes that cut the
+// file. (Path forms are the platform's: PosixHostTest.)
 #include "KLXFile.h"
 
 #include "TestFiles.h"
@@ -236,19 +236,4 @@ TEST(File, FailedWriteKeepsTheLength) {
     // Whether bytes below the limit were overwritten depends on the file
     // system's space reservation; the length does not.
     EXPECT_EQ(klxtest::readBytes(path).size(), 10u);
-}
-
-TEST(File, WindowsAndCygwinPaths) {
-    fs::path data = klxtest::testRoot() / "prefix" / "drive_c" / "data";
-    fs::create_directories(data);
-    klxtest::writeBytes(data / "file.txt", "content");
-    const std::string forms[] = {"C:\\Data\\File.TXT", "/cygdrive/c/DATA/file.txt",
-                                 "U:" + (data / "file.txt").string()};
-    for (const std::string& path : forms)
-        EXPECT_EQ(Probe(path, 2).mSize, 7u) << path;
-    // New names keep the caller's spelling; later opens find them in any case.
-    EXPECT_EQ(Probe("c:/DATA/New.txt", 0).mLastError, 0u);
-    EXPECT_EQ(Probe("C:\\data\\NEW.TXT", 1).mLastError, 0u);
-    EXPECT_TRUE(fs::exists(data / "New.txt"));
-    EXPECT_FALSE(fs::exists(data / "NEW.TXT"));
 }

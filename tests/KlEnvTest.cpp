@@ -140,23 +140,23 @@ TEST_F(KlEnv, RunsAtTheSameTimeKeepEveryDefinition) {
     const int kRuns = 16, kEach = 5;
     std::vector<int> exitCodes(kRuns, -1);
     std::vector<std::thread> runs;
-    for (int run = 0; run < kRuns; ++run)
-        runs.emplace_back([run, &exitCodes] {
+    Lines expected;
+    for (int run = 0; run < kRuns; ++run) {
+        Lines arguments;
+        for (int n = run * kEach; n < (run + 1) * kEach; ++n) {
+            arguments.insert(arguments.end(), {"-s", "KLRUN" + std::to_string(n) + "=x"});
+            expected.push_back("SET KLRUN" + std::to_string(n) + "=x");
+        }
+        runs.emplace_back([run, arguments, &exitCodes]() mutable {
             std::string program = KLX_TOOL_KLENV;
-            Lines arguments;
-            for (int i = 0; i < kEach; ++i)
-                arguments.insert(arguments.end(),
-                                 {"-s", "KLRUN" + std::to_string(run * kEach + i) + "=x"});
             exitCodes[run] = KLXSystem::run(program, arguments, true);
         });
+    }
     for (std::thread& run : runs)
         run.join();
     EXPECT_EQ(exitCodes, std::vector<int>(kRuns, 0));
     Lines lines = batchLines("klenv.bat");
     std::sort(lines.begin(), lines.end());
-    Lines expected;
-    for (int n = 0; n < kRuns * kEach; ++n)
-        expected.push_back("SET KLRUN" + std::to_string(n) + "=x");
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(lines, expected);
 }

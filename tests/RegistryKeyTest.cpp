@@ -17,6 +17,7 @@
 #include <memory>
 #include <sqlite3.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -68,10 +69,10 @@ std::vector<std::string> rows(const std::string& sql) {
 // A value written with a type of the caller's choice, as other programs may.
 void writeTyped(HKEY root, const std::string& path, const std::string& name, DWORD type,
                 const std::string& data) {
-    klx::platform::RegistryKeyResult key = klx::platform::createRegistryKey(root, path);
+    klx::platform::Result<HKEY> key = klx::platform::createRegistryKey(root, path);
     ASSERT_EQ(key.error, 0u);
-    EXPECT_EQ(klx::platform::setRegistryValue(key.key, name, type, data.data(), data.size()), 0u);
-    klx::platform::closeRegistryKey(key.key);
+    EXPECT_EQ(klx::platform::setRegistryValue(key.value, name, type, data.data(), data.size()), 0u);
+    klx::platform::closeRegistryKey(key.value);
 }
 
 std::string pattern(std::size_t size, char seed) {
@@ -310,6 +311,22 @@ TEST(RegistryKey, UnusableStoreGivesNullKeys) {
     EXPECT_EQ(klxtest::readBytes(dir / "garbage" / "registry.db"), garbage);
     fs::create_directories(dir / "folder" / "registry.db");
     expectNull(dir / "folder");
+    // A prefix of another user is not used, even where it could be.
+    fs::create_directories(dir / "foreign");
+    if (::geteuid() == 0 && ::chown((dir / "foreign").c_str(), 65534, 65534) == 0) {
+        expectNull(dir / "foreign");
+        EXPECT_FALSE(fs::exists(dir / "foreign" / "registry.db"));
+    }
+
+    // The store is the user's alone, also where the prefix was not.
+    fs::create_directories(dir / "open");
+    fs::permissions(dir / "open", fs::perms::all);
+    withPrefix(dir / "open", [&] { write(HKEY_CURRENT_USER, kPath, "v", "private"); });
+    EXPECT_EQ(fs::status(dir / "open").permissions(), fs::perms::owner_all);
+    for (const char* file : {"registry.db", "registry.db-wal", "registry.db-shm"})
+        EXPECT_EQ(fs::status(dir / "open" / file).permissions(),
+                  fs::perms::owner_read | fs::perms::owner_write)
+            << file;
 
     // A key opened before KLX_PREFIX changes stays with its own store.
     KLXRegistryKey before(HKEY_CURRENT_USER, path);
@@ -319,4 +336,39 @@ TEST(RegistryKey, UnusableStoreGivesNullKeys) {
         EXPECT_EQ(read(HKEY_CURRENT_USER, kPath, "v"), "");
     });
     EXPECT_EQ(read(HKEY_CURRENT_USER, kPath, "v"), "again");
+}
+
+TEST(RegistryKey, ValueCountsAndKeysThatAreGone) {
+    using namespace klx::platform;
+    auto open = [](const std::string& p) { return createRegistryKey(HKEY_CURRENT_USER, p).value; };
+    auto set = [](HKEY key, const std::string& n) { setRegistryValue(key, n, REG_SZ, "x", 2); };
+    auto countOf = [](HKEY key) {
+        Result<DWORD> count = queryRegistryValueCount(key);
+        return count.ok() ? count.value : 99999;
+    };
+    HKEY key = open(kPath + "\\values");
+    EXPECT_EQ(countOf(key), 0u);
+    // Rewriting a value, in any letter case, adds nothing; the default value
+    // and a value of another type count like any other; subkeys' values do
+    // not; another handle to the same key sees the same count.
+    for (const char* name : {"count", "0", "1", "COUNT", "1", ""})
+        set(key, name);
+    EXPECT_EQ(setRegistryValue(key, "bytes", REG_BINARY, "ab", 2), 0u);
+    HKEY child = open(kPath + "\\values\\child");
+    set(child, "a");
+    HKEY again = duplicateRegistryKey(key).value;
+    EXPECT_EQ(countOf(key), 5u);
+    EXPECT_EQ(countOf(again), 5u);
+    EXPECT_EQ(countOf(child), 1u);
+    for (HKEY each : {again, child, key})
+        closeRegistryKey(each);
+
+    // A key deleted behind the handle's back, and a closed handle, fail.
+    key = open(kPath + "\\gone");
+    set(key, "a");
+    rows("PRAGMA foreign_keys = ON;"
+         "DELETE FROM reg_keys WHERE name_folded = CAST('gone' AS BLOB);");
+    EXPECT_EQ(queryRegistryValueCount(key).error, static_cast<DWORD>(ERROR_KEY_DELETED));
+    closeRegistryKey(key);
+    EXPECT_EQ(queryRegistryValueCount(key).error, static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }

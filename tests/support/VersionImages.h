@@ -25,20 +25,22 @@ using klx::version::utf16;
 using klx::version::VersionNode;
 using klx::version::versionTree;
 
-// One resource of an image: its type ID and data, under name ID 1 and
-// language 0x409.
+// One resource of an image: its type ID, data and language, under name ID 1.
+// Resources of the same type that follow each other are the languages of
+// one name, in the order given.
 struct Resource {
     std::uint16_t type;
     std::string data;
+    std::uint16_t language = 0x409;
 };
 
 // Where the parts of a built image lie in its file.
 struct ImageLayout {
-    std::size_t resourceSection = 0; // file offset of the resource directory
-    std::vector<std::size_t> nameDirectories;
-    std::vector<std::size_t> languageDirectories;
-    std::vector<std::size_t> dataEntries;
-    std::vector<std::size_t> data; // each resource's bytes
+    std::size_t resourceSection = 0;              // file offset of the resource directory
+    std::vector<std::size_t> nameDirectories;     // one per type
+    std::vector<std::size_t> languageDirectories; // one per type
+    std::vector<std::size_t> dataEntries;         // one per resource
+    std::vector<std::size_t> data;                // each resource's bytes
 };
 
 const std::uint32_t kSectionRva = 0x1000;
@@ -55,26 +57,37 @@ inline std::string peImage(bool plus, const std::vector<Resource>& resources,
     if (resources.empty()) {
         section = "plain data";
     } else {
-        const std::size_t count = resources.size();
-        section.assign(16 + 8 * count + 64 * count, '\0');
-        put16(section, 14, static_cast<std::uint32_t>(count));
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::size_t nameDir = 16 + 8 * count + 64 * i;
-            const std::size_t languageDir = nameDir + 24;
-            const std::size_t entry = nameDir + 48;
-            put32(section, 16 + 8 * i, resources[i].type);
-            put32(section, 20 + 8 * i, 0x80000000u | static_cast<std::uint32_t>(nameDir));
+        // Each type: [first resource, end) of `resources`.
+        std::vector<std::pair<std::size_t, std::size_t>> types;
+        for (std::size_t i = 0; i < resources.size(); ++i) {
+            if (types.empty() || resources[types.back().first].type != resources[i].type)
+                types.push_back({i, i});
+            types.back().second = i + 1;
+        }
+        // The root, then per type its name directory, its language directory
+        // and its data entries.
+        section.assign(16 + 8 * types.size(), '\0');
+        put16(section, 14, static_cast<std::uint32_t>(types.size()));
+        for (std::size_t t = 0; t < types.size(); ++t) {
+            const std::size_t first = types[t].first, count = types[t].second - first;
+            const std::size_t nameDir = section.size(), languageDir = nameDir + 24;
+            section.append(24 + 16 + 24 * count, '\0');
+            put32(section, 16 + 8 * t, resources[first].type);
+            put32(section, 20 + 8 * t, 0x80000000u | static_cast<std::uint32_t>(nameDir));
             put16(section, nameDir + 14, 1);
             put32(section, nameDir + 16, 1);
             put32(section, nameDir + 20, 0x80000000u | static_cast<std::uint32_t>(languageDir));
-            put16(section, languageDir + 14, 1);
-            put32(section, languageDir + 16, 0x409);
-            put32(section, languageDir + 20, static_cast<std::uint32_t>(entry));
+            put16(section, languageDir + 14, static_cast<std::uint32_t>(count));
+            for (std::size_t l = 0; l < count; ++l) {
+                const std::size_t entry = languageDir + 16 + 8 * count + 16 * l;
+                put32(section, languageDir + 16 + 8 * l, resources[first + l].language);
+                put32(section, languageDir + 20 + 8 * l, static_cast<std::uint32_t>(entry));
+                where.dataEntries.push_back(kHeadersSize + entry);
+            }
             where.nameDirectories.push_back(kHeadersSize + nameDir);
             where.languageDirectories.push_back(kHeadersSize + languageDir);
-            where.dataEntries.push_back(kHeadersSize + entry);
         }
-        for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t i = 0; i < resources.size(); ++i) {
             pad(section, 8);
             const std::size_t entry = where.dataEntries[i] - kHeadersSize;
             put32(section, entry, kSectionRva + static_cast<std::uint32_t>(section.size()));
