@@ -86,9 +86,10 @@ Result<std::string> readVersionResource(const std::string& path) {
         if (::GetFileType(file.get()) != FILE_TYPE_DISK)
             return {std::string(), ERROR_BAD_EXE_FORMAT};
     }
+    // Mapped as a plain data file, as the version is read: the loader then
+    // checks no more of the headers than it needs to find the resources.
     ScopedModule module(
-        ::LoadLibraryExW(loaderPath(wide).c_str(), nullptr,
-                         LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE));
+        ::LoadLibraryExW(loaderPath(wide).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
     // A file that can be read and yet not mapped is no image.
     if (!module)
         return {std::string(), ERROR_BAD_EXE_FORMAT};
