@@ -34,11 +34,25 @@ bool isNonDirectory(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+// ERROR_PATH_NOT_FOUND when a file stands where `path` needs a directory, as
+// the POSIX host says; Windows versions and file systems give other codes
+// for it (Wine gives ERROR_INVALID_NAME).
+DWORD pathError(DWORD error, const std::wstring& path) {
+    if (error != ERROR_INVALID_NAME && error != ERROR_DIRECTORY && error != ERROR_FILE_NOT_FOUND)
+        return error;
+    for (std::size_t end = path.find(L'\\'); end != std::wstring::npos;
+         end = path.find(L'\\', end + 1)) {
+        if (end != 0 && path[end - 1] != L'\\' && path[end - 1] != L':' &&
+            isNonDirectory(path.substr(0, end)))
+            return ERROR_PATH_NOT_FOUND;
+    }
+    return error;
+}
+
 } // namespace
 
 Result<std::vector<DirectoryEntry>> listDirectory(const std::string& path) {
-    const std::wstring directory = widePath(path);
-    std::wstring pattern = directory;
+    std::wstring pattern = widePath(path);
     // "C:" and "C:\" list the drive's directory as they stand; "" the
     // current directory.
     if (!pattern.empty() && pattern.back() != L'\\' && pattern.back() != L':')
@@ -49,10 +63,7 @@ Result<std::vector<DirectoryEntry>> listDirectory(const std::string& path) {
     WIN32_FIND_DATAW data;
     ScopedFindHandle search(findFirst(pattern, data));
     if (!search) {
-        DWORD error = ::GetLastError();
-        // A file is no directory, whatever code the file system gives.
-        if (isNonDirectory(directory))
-            return {std::move(entries), ERROR_PATH_NOT_FOUND};
+        const DWORD error = pathError(::GetLastError(), pattern);
         // A drive's root holds no "." and "..": an empty one holds nothing.
         if (error == ERROR_FILE_NOT_FOUND || error == ERROR_NO_MORE_FILES)
             return {std::move(entries), 0};
@@ -88,7 +99,7 @@ Result<DirectoryEntry> findEntry(const std::string& path) {
     }
     // A root is no entry of a directory, so FindFirstFileExW does not find
     // it; it is a directory all the same.
-    const DWORD error = ::GetLastError();
+    const DWORD error = pathError(::GetLastError(), wide);
     const DWORD attributes = ::GetFileAttributesW(wide.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
         return {DirectoryEntry{std::string(), 0}, error};
