@@ -8,10 +8,9 @@
 #include "platform/Platform.h"
 #include "platform/common/AsciiText.h"
 #include "platform/win32/Handles.h"
+#include "platform/win32/OutputPipe.h"
 #include "platform/win32/WideText.h"
 
-#include <atomic>
-#include <cwchar>
 #include <vector>
 
 namespace klx {
@@ -132,157 +131,6 @@ Result<int> exitCodeOf(HANDLE process) {
         !::GetExitCodeProcess(process, &code))
         return {-1, ::GetLastError()};
     return {static_cast<int>(code), 0};
-}
-
-// ---- Capturing a child's output ----
-
-// Where the bytes of a pipe go: the first `limit` into `text`, or nowhere.
-struct Sink {
-    std::string* text;
-    std::size_t limit;
-    bool* truncated;
-
-    void take(const char* bytes, std::size_t count) const {
-        if (text == nullptr)
-            return;
-        const std::size_t room = limit - text->size();
-        if (count > room) {
-            count = room;
-            *truncated = true;
-        }
-        text->append(bytes, count);
-    }
-};
-
-// Our reading end of one of the child's output pipes: an overlapped named
-// pipe, so that both pipes and the child's end can be waited for at once.
-class OutputPipe {
-public:
-    explicit OutputPipe(Sink sink) : mSink(sink), mBuffer(kBufferSize) {}
-    ~OutputPipe() { cancel(); }
-    OutputPipe(const OutputPipe&) = delete;
-    OutputPipe& operator=(const OutputPipe&) = delete;
-
-    // Creates the pipe and the inheritable, synchronous writing end for the
-    // child.
-    DWORD open(ScopedFileHandle& childEnd) {
-        static std::atomic<unsigned long> serial{0};
-        SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
-        // A name in use is never joined: try the next one.
-        for (int attempt = 0; attempt < 16; ++attempt) {
-            wchar_t name[64];
-            std::swprintf(name, sizeof name / sizeof name[0], L"\\\\.\\pipe\\klxcore-%lu-%lu",
-                          static_cast<unsigned long>(::GetCurrentProcessId()), ++serial);
-            mPipe.reset(::CreateNamedPipeW(
-                name, PIPE_ACCESS_INBOUND | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
-                PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1, 0, kBufferSize, 0, nullptr));
-            if (!mPipe) {
-                if (::GetLastError() == ERROR_ACCESS_DENIED)
-                    continue;
-                return ::GetLastError();
-            }
-            childEnd.reset(::CreateFileW(name, GENERIC_WRITE, 0, &inheritable, OPEN_EXISTING,
-                                         FILE_ATTRIBUTE_NORMAL, nullptr));
-            if (!childEnd)
-                return ::GetLastError();
-            mEvent.reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-            if (!mEvent)
-                return ::GetLastError();
-            mOpen = true;
-            return 0;
-        }
-        return ERROR_ACCESS_DENIED;
-    }
-
-    bool pending() const { return mPending; }
-    HANDLE event() const { return mEvent.get(); }
-
-    // Starts a read unless one is under way or the pipe has ended.
-    void startRead() {
-        if (!mOpen || mPending)
-            return;
-        mOverlapped = OVERLAPPED();
-        mOverlapped.hEvent = mEvent.get();
-        if (::ReadFile(mPipe.get(), mBuffer.data(), kBufferSize, nullptr, &mOverlapped) ||
-            ::GetLastError() == ERROR_IO_PENDING)
-            mPending = true;
-        else
-            mOpen = false; // ERROR_BROKEN_PIPE: every writer has gone
-    }
-
-    // Takes what the read under way brought, if it has finished (or once it
-    // has, with `wait`).
-    void finishRead(bool wait) {
-        if (!mPending)
-            return;
-        DWORD got = 0;
-        if (::GetOverlappedResult(mPipe.get(), &mOverlapped, &got, wait)) {
-            mSink.take(mBuffer.data(), got);
-        } else {
-            DWORD error = ::GetLastError();
-            if (error == ERROR_IO_INCOMPLETE)
-                return;
-            if (error != ERROR_OPERATION_ABORTED)
-                mOpen = false;
-        }
-        mPending = false;
-    }
-
-    // After the child's end: takes what the pipe holds, without waiting for
-    // writers that outlive the child (its own children).
-    void drain() {
-        cancel();
-        while (mOpen) {
-            DWORD available = 0;
-            if (!::PeekNamedPipe(mPipe.get(), nullptr, 0, nullptr, &available, nullptr) ||
-                available == 0)
-                return;
-            startRead();
-            finishRead(true);
-        }
-    }
-
-private:
-    static const DWORD kBufferSize = 65536;
-
-    void cancel() {
-        if (!mPending)
-            return;
-        ::CancelIoEx(mPipe.get(), &mOverlapped);
-        finishRead(true); // bytes that arrived before the cancel still count
-    }
-
-    Sink mSink;
-    ScopedFileHandle mPipe;
-    ScopedKernelHandle mEvent;
-    OVERLAPPED mOverlapped = {};
-    bool mOpen = false;
-    bool mPending = false;
-    std::vector<char> mBuffer;
-};
-
-// Reads both pipes until the child has ended, then what they hold.
-void collectOutput(HANDLE process, OutputPipe& output, OutputPipe& error) {
-    OutputPipe* pipes[] = {&output, &error};
-    for (;;) {
-        HANDLE waits[3];
-        DWORD count = 0;
-        for (OutputPipe* pipe : pipes) {
-            pipe->startRead();
-            if (pipe->pending())
-                waits[count++] = pipe->event();
-        }
-        waits[count++] = process;
-        if (::WaitForMultipleObjects(count, waits, FALSE, INFINITE) == WAIT_FAILED)
-            break;
-        for (OutputPipe* pipe : pipes)
-            pipe->finishRead(false);
-        // Checked on every wake: a pipe that never rests must not hide it.
-        if (::WaitForSingleObject(process, 0) == WAIT_OBJECT_0)
-            break;
-    }
-    for (OutputPipe* pipe : pipes)
-        pipe->drain();
 }
 
 } // namespace
