@@ -40,8 +40,10 @@ constexpr int KLX_KEEP_UNDERSCORE = 32;
 class KLX_API KLXStrProcess {
 public:
     // What findTemplate returns when nothing matches: the string type's
-    // no-position value in the width of the result.
-    static constexpr unsigned int npos = static_cast<unsigned int>(std::string::npos);
+    // no-position value in the width of the result. Defined in the library
+    // (not inline), so that a program that takes its address finds it in the
+    // DLL as well.
+    static const unsigned int npos = static_cast<unsigned int>(std::string::npos);
 
     KLXStrProcess() {}
     ~KLXStrProcess() {}

@@ -26,6 +26,10 @@ klx_need_packages() {
 KLX_BUILD_PACKAGES=(cmake ninja-build g++ make pkg-config libsqlite3-dev libxml2-dev)
 # What the tests, the sanitized build, the fuzzers and the benchmarks need.
 KLX_TEST_PACKAGES=(libgtest-dev libbenchmark-dev clang libclang-rt-14-dev)
+# What the Windows build needs: the MinGW-w64 cross compiler (POSIX threads),
+# windres, GoogleTest's sources and Wine to run the result.
+KLX_WINDOWS_PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools googletest wine64
+    wine)
 
 klx_configure() { # build-dir, extra cmake arguments...
     local dir=$1

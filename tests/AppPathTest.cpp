@@ -4,6 +4,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -150,33 +151,33 @@ TEST_F(AppPath, EnvironmentEntriesFollowTheWindowsFamily) {
           KLX_APP_LIB_HOME, KLX_APP_TCPIP_DIR, KLX_APP_M2M_DIR})
         EXPECT_EQ(entry(type), "");
 
-    setenv("KLLIBHOME", "C:/SDK/lib", 1);
-    setenv("KLGCCHOME", "/cygdrive/d/gcc", 1);
+    klxtest::setEnv("KLLIBHOME", "C:/SDK/lib");
+    klxtest::setEnv("KLGCCHOME", "/cygdrive/d/gcc");
     // The Cygwin conversion keeps the drive letter as written.
-    setenv("SGT_DIR", "/cygdrive/c/sgt/dir", 1);
+    klxtest::setEnv("SGT_DIR", "/cygdrive/c/sgt/dir");
     expectEntries({KLX_APP_TCPIP_DIR, KLX_APP_M2M_DIR, KLX_APP_LIB_HOME, KLX_APP_ARM_ELF_GCC,
                    KLX_APP_GCC_BIN_DIR, KLX_APP_SGT_DIR},
                   {"C:\\SDK\\lib\\tcpip", "C:\\SDK\\lib\\m2m", "C:\\SDK\\lib",
                    "d:\\gcc\\bin\\arm-elf-gcc.exe", "d:\\gcc\\bin", "c:\\sgt\\dir"});
 
     // A resolved entry ignores later changes of its variable until the reset.
-    setenv("KLLIBHOME", "E:/other", 1);
+    klxtest::setEnv("KLLIBHOME", "E:/other");
     EXPECT_EQ(entry(KLX_APP_M2M_DIR), "C:\\SDK\\lib\\m2m");
     KLXSystem::resetAppPathTable();
     EXPECT_EQ(entry(KLX_APP_M2M_DIR), "E:\\other\\m2m");
-    unsetenv("KLGCCHOME");
-    unsetenv("SGT_DIR");
+    klxtest::unsetEnv("KLGCCHOME");
+    klxtest::unsetEnv("SGT_DIR");
 
     // The NT family reads the machine environment key, not the process.
     KLXSystem::resetAppPathTable();
     SystemProbe::mOsType = KLX_OS_NT;
-    setenv("KLLIBHOME", "C:/process/only", 1);
+    klxtest::setEnv("KLLIBHOME", "C:/process/only");
     EXPECT_EQ(entry(KLX_APP_LIB_HOME), "");
     setRegistry(HKEY_LOCAL_MACHINE, kMachineEnvironment, "KLLIBHOME", "F:/machine/lib");
     setRegistry(HKEY_LOCAL_MACHINE, kMachineEnvironment, "KLGCCHOME", "/cygdrive/c/gcc");
     EXPECT_EQ(entry(KLX_APP_TCPIP_DIR), "F:\\machine\\lib\\tcpip");
     EXPECT_EQ(entry(KLX_APP_ARM_ELF_GCC), "c:\\gcc\\bin\\arm-elf-gcc.exe");
-    unsetenv("KLLIBHOME");
+    klxtest::unsetEnv("KLLIBHOME");
     setRegistry(HKEY_LOCAL_MACHINE, kMachineEnvironment, "KLLIBHOME", "");
     setRegistry(HKEY_LOCAL_MACHINE, kMachineEnvironment, "KLGCCHOME", "");
 }

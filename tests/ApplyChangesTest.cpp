@@ -5,6 +5,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -183,7 +184,7 @@ TEST(ApplyChanges, AppliesWhatTheVariablesRecorded) {
         if (family == KLX_OS_NT)
             KLXRegistryKey(HKEY_LOCAL_MACHINE, keyPath).setValue(name, list);
         else
-            setenv("PATH", list.c_str(), 1);
+            klxtest::setEnv("PATH", list);
         place(autoexec(), "SET PATH=C:\\a;C:\\OLD\\bin\r\n");
         place(klenv(), kMissing);
 
@@ -192,7 +193,7 @@ TEST(ApplyChanges, AppliesWhatTheVariablesRecorded) {
         path.removeTemplate(removed);
         path.addToList(added);
         KLXEnvVar::applyChanges();
-        setenv("PATH", processPath.c_str(), 1);
+        klxtest::setEnv("PATH", processPath);
 
         EXPECT_EQ(linesOf(klenv()), Lines{"SET PATH=C:\\x;%PATH%"});
         if (family == KLX_OS_9X)

@@ -8,6 +8,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -103,8 +104,8 @@ protected:
         mRoot = klxtest::freshDir(::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::create_directories(mRoot / "home");
         fs::create_directories(drive());
-        setenv("HOME", (mRoot / "home").c_str(), 1);
-        setenv("KLX_PREFIX", (mRoot / "prefix").c_str(), 1);
+        klxtest::setEnv("HOME", (mRoot / "home").string());
+        klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
         SystemProbe::mUserProfileDir.clear();
         fs::copy(fs::path(__FILE__).parent_path().parent_path() / "examples" / "sdk",
                  drive() / "SDK", fs::copy_options::recursive);

@@ -4,6 +4,8 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -65,7 +67,7 @@ std::string env(KLXOsType_e family, std::string name, const char* value = nullpt
     if (family == KLX_OS_NT)
         return machine.retValue(name);
     if (value != nullptr)
-        setenv(name.c_str(), value, 1);
+        klxtest::setEnv(name, value);
     const char* read = std::getenv(name.c_str());
     return read == nullptr ? "<undefined>" : read;
 }

@@ -5,6 +5,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "RegistryValues.h"
 #include "TestFiles.h"
 #include "VersionImages.h"
@@ -41,7 +42,7 @@ protected:
     // A registry and C: drive of its own for each test.
     void SetUp() override {
         mRoot = klxtest::freshDir(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        setenv("KLX_PREFIX", (mRoot / "prefix").c_str(), 1);
+        klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
         KLXSystem::resetAppPathTable();
         fs::create_directories(mRoot / "prefix");
     }

@@ -4,6 +4,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 #include "ToolRun.h"
 
@@ -97,8 +98,8 @@ protected:
     void SetUp() override {
         mRoot = klxtest::freshDir("cvl");
         fs::create_directories(mRoot / "home");
-        setenv("HOME", (mRoot / "home").c_str(), 1);
-        setenv("KLX_PREFIX", (mRoot / "prefix").c_str(), 1);
+        klxtest::setEnv("HOME", (mRoot / "home").string());
+        klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
         fs::copy(KLX_SAMPLE_SDK, mRoot / "sdk", fs::copy_options::recursive);
     }
 

@@ -4,6 +4,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 #include "ToolRun.h"
 
@@ -28,8 +29,8 @@ protected:
     void SetUp() override {
         fs::path root = klxtest::freshDir("env");
         fs::create_directories(root / "home");
-        setenv("HOME", (root / "home").c_str(), 1);
-        setenv("KLX_PREFIX", (root / "prefix").c_str(), 1);
+        klxtest::setEnv("HOME", (root / "home").string());
+        klxtest::setEnv("KLX_PREFIX", (root / "prefix").string());
         fs::create_directories(drive());
     }
 

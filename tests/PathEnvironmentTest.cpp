@@ -1,5 +1,6 @@
 // Path-valued SDK elements: reading the value, the root path and its format,
 // writing the value in every form, and the registry history of choices.
+#include "Environment.h"
 #include "KLXPathEnvironment.h"
 #include "KLXRcFile.h"
 #include "KLXRegistryKey.h"
@@ -113,7 +114,7 @@ protected:
         if (Family::mOsType == KLX_OS_NT)
             regSet(kEnvironmentKey, name, value, HKEY_LOCAL_MACHINE);
         else
-            setenv(name.c_str(), value.c_str(), 1);
+            klxtest::setEnv(name, value);
     }
 
     // Drive C: maps onto $KLX_PREFIX/drive_c.

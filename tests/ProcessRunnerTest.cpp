@@ -5,6 +5,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -135,11 +136,11 @@ TEST_F(ProcessRunner, CaptureTakesShortStandardOutputAndTheExitCode) {
               &SystemProbe::mTheEmptyString);
     EXPECT_EQ(code, -1);
     // A tool with a path.
-    setenv("SGT_DIR", "/cygdrive/c/Tools/x", 1);
+    klxtest::setEnv("SGT_DIR", "/cygdrive/c/Tools/x");
     args = {"hello"};
     EXPECT_EQ(KLXSystem::runGetOutput(KLX_APP_SGT_DIR, args, &code), "hello");
     EXPECT_EQ(code, 3);
-    unsetenv("SGT_DIR");
+    klxtest::unsetEnv("SGT_DIR");
 }
 
 TEST_F(ProcessRunner, CommandInterpreterAndBashFraming) {
@@ -173,7 +174,7 @@ TEST_F(ProcessRunner, CommandInterpreterAndBashFraming) {
     // The compiler's banner through a bash that is no login shell.
     writeScript(drive() / "gcc" / "bin" / "arm-elf-gcc.exe",
                 "[ \"$1\" = --version ] && echo 'arm-elf-gcc (GCC) 4.1.1'\n");
-    setenv("KLGCCHOME", "/cygdrive/c/gcc", 1);
+    klxtest::setEnv("KLGCCHOME", "/cygdrive/c/gcc");
     args = {"--version"};
     int code = 99;
     EXPECT_EQ(KLXSystem::runBashGetOutput(KLX_APP_ARM_ELF_GCC, args, &code, false),
@@ -186,7 +187,7 @@ TEST_F(ProcessRunner, CommandInterpreterAndBashFraming) {
     EXPECT_EQ(KLXSystem::runBashGetOutput(gcc, args, &code, true), "arm-elf-gcc (GCC) 4.1.1\n");
     EXPECT_EQ(klxtest::readBytes(tool("bash.log")),
               "[--login]\n[-c]\n[ /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version ]\n");
-    unsetenv("KLGCCHOME");
+    klxtest::unsetEnv("KLGCCHOME");
 
     // A command that does not exist runs nothing.
     std::string missing = "C:\\gcc\\bin\\missing.exe";

@@ -5,6 +5,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSettingsVar.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 #include "platform/Platform.h"
 
@@ -85,9 +86,9 @@ std::string pattern(std::size_t size, char seed) {
 // Runs `body` with KLX_PREFIX pointing elsewhere.
 void withPrefix(const fs::path& prefix, const std::function<void()>& body) {
     std::string old = std::getenv("KLX_PREFIX");
-    setenv("KLX_PREFIX", prefix.c_str(), 1);
+    klxtest::setEnv("KLX_PREFIX", prefix.string());
     body();
-    setenv("KLX_PREFIX", old.c_str(), 1);
+    klxtest::setEnv("KLX_PREFIX", old);
 }
 
 const std::string kPath = "Software\\Keldmar\\KlxTest";

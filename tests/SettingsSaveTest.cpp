@@ -7,6 +7,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "RegistryValues.h"
 #include "TestFiles.h"
 #include "VersionImages.h"
@@ -63,8 +64,8 @@ protected:
     void SetUp() override {
         mRoot = klxtest::freshDir(::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::create_directories(mRoot / "home");
-        setenv("HOME", (mRoot / "home").c_str(), 1);
-        setenv("KLX_PREFIX", (mRoot / "prefix").c_str(), 1);
+        klxtest::setEnv("HOME", (mRoot / "home").string());
+        klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
         SystemProbe::mUserProfileDir.clear();
         KLXSystem::resetAppPathTable();
         fs::create_directories(drive());

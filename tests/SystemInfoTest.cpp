@@ -4,6 +4,7 @@
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
+#include "Environment.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -98,10 +99,10 @@ TEST(SystemInfo, ReportWithoutAndWithTheTools) {
 
     // An unknown profile leaves its label followed by the line break.
     SystemProbe::mUserProfileDir.clear();
-    unsetenv("HOME");
+    klxtest::unsetEnv("HOME");
     EXPECT_NE(KLXSystem::getSystemInfo().find("User profile directory: \r\nCygwin Root Path: "),
               std::string::npos);
-    setenv("HOME", home.c_str(), 1);
+    klxtest::setEnv("HOME", home);
     SystemProbe::mOsType = KLX_OS_NT;
     KLXSystem::resetAppPathTable();
 }

@@ -2,6 +2,8 @@
 // drive, and the user's profile directory, each cached until reset.
 #include "KLXSystem.h"
 
+#include "Environment.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -24,15 +26,15 @@ TEST(System, FamilyIsReadOnceFromTheEnvironment) {
     for (const char* value : {"9x", "", "9X", "nt", "9x ", "95", "unset"}) {
         SCOPED_TRACE(value);
         SystemProbe::mOsType = KLX_OS_UNKNOWN;
-        setenv("KLX_WINDOWS_FAMILY", value, 1);
+        klxtest::setEnv("KLX_WINDOWS_FAMILY", value);
         if (std::string(value) == "unset")
-            unsetenv("KLX_WINDOWS_FAMILY");
+            klxtest::unsetEnv("KLX_WINDOWS_FAMILY");
         const KLXOsType_e expected = std::string(value) == "9x" ? KLX_OS_9X : KLX_OS_NT;
         EXPECT_EQ(KLXSystem::getOsType(), expected);
-        setenv("KLX_WINDOWS_FAMILY", expected == KLX_OS_9X ? "nt" : "9x", 1);
+        klxtest::setEnv("KLX_WINDOWS_FAMILY", expected == KLX_OS_9X ? "nt" : "9x");
         EXPECT_EQ(KLXSystem::getOsType(), expected);
     }
-    unsetenv("KLX_WINDOWS_FAMILY");
+    klxtest::unsetEnv("KLX_WINDOWS_FAMILY");
 }
 
 TEST(System, WindowsDirectoryAndDriveAreCachedTogether) {
@@ -57,15 +59,15 @@ TEST(System, ProfileIsHomeCachedAndRetriedWhileUnknown) {
     const std::string home = std::getenv("HOME");
     EXPECT_EQ(&KLXSystem::getUserProfileDir(), &SystemProbe::mUserProfileDir);
     EXPECT_EQ(SystemProbe::mUserProfileDir, home);
-    setenv("HOME", "/elsewhere", 1);
+    klxtest::setEnv("HOME", "/elsewhere");
     EXPECT_EQ(KLXSystem::getUserProfileDir(), home);
 
     // Without a profile the result is empty, and the next call asks again.
     SystemProbe::mUserProfileDir.clear();
-    unsetenv("HOME");
+    klxtest::unsetEnv("HOME");
     EXPECT_EQ(KLXSystem::getUserProfileDir(), "");
-    setenv("HOME", "", 1);
+    klxtest::setEnv("HOME", "");
     EXPECT_EQ(KLXSystem::getUserProfileDir(), "");
-    setenv("HOME", home.c_str(), 1);
+    klxtest::setEnv("HOME", home);
     EXPECT_EQ(KLXSystem::getUserProfileDir(), home);
 }

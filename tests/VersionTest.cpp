@@ -6,6 +6,7 @@
 #include "KLXSystem.h"
 #include "KLXVersion.h"
 
+#include "Environment.h"
 #include "support/TestFiles.h"
 #include "support/VersionImages.h"
 
@@ -81,7 +82,7 @@ protected:
     void TearDown() override {
         fs::current_path(mStartDirectory);
         for (const char* name : {"KLGCCHOME", "KLLIBHOME", "SGT_DIR"})
-            unsetenv(name);
+            klxtest::unsetEnv(name);
         registerCygwin("");
         SystemProbe::mOsType = KLX_OS_NT;
     }
@@ -145,7 +146,7 @@ TEST_F(Version, TextsOfTheTableTypes) {
 
     // A type without a text grammar reads its file's resource: a directory
     // has none, so the text stays as given.
-    setenv("KLLIBHOME", "C:\\sdk", 1);
+    klxtest::setEnv("KLLIBHOME", "C:\\sdk");
     fs::create_directories(drive() / "sdk");
     Probe lib = typed(KLX_APP_LIB_HOME, "9.9");
     EXPECT_EQ(lib.show(), "0.0.0.0 9.9");
@@ -217,7 +218,7 @@ TEST_F(Version, TheLibrarysOwnModuleTellsItsBuildVersion) {
 
     // A type read from its file while the type has no path reads the
     // library's own module.
-    unsetenv("KLLIBHOME");
+    klxtest::unsetEnv("KLLIBHOME");
     EXPECT_EQ(typed(KLX_APP_LIB_HOME, "9.9").show(), shown);
     EXPECT_TRUE(Probe(KLX_APP_MSVC6_DIR) == self);
 }
@@ -263,20 +264,20 @@ TEST_F(Version, LibraryScriptAndHighestVersionDirectories) {
 }
 
 TEST_F(Version, PluginAndScriptDirectoriesByType) {
-    setenv("KLLIBHOME", "C:\\sdk", 1);
+    klxtest::setEnv("KLLIBHOME", "C:\\sdk");
     for (const char* lib : {"tcpip/2.10/tcpip.lib", "tcpip/2.10.50/tcpip.lib", "m2m/1.2.3/m2m.lib"})
         touch(drive() / "sdk" / lib);
     EXPECT_EQ(Probe(KLX_APP_TCPIP_DIR).show(), "2.10.99.0 2.10");
     EXPECT_EQ(Probe(KLX_APP_M2M_DIR).show(), "1.2.3.0 1.2.3");
 
-    setenv("SGT_DIR", "/cygdrive/c/tools/2_1", 1);
+    klxtest::setEnv("SGT_DIR", "/cygdrive/c/tools/2_1");
     fs::create_directories(drive() / "tools" / "2_1");
     EXPECT_EQ(Probe(KLX_APP_SGT_DIR).show(), "0.0.0.0 ");
     touch(drive() / "tools" / "2_1" / "gen.sh");
     EXPECT_EQ(Probe(KLX_APP_SGT_DIR).show(), "2.1.0.0 2_1");
 
     // Nothing installed: zero, without reading any resource.
-    unsetenv("KLLIBHOME");
+    klxtest::unsetEnv("KLLIBHOME");
     KLXSystem::resetAppPathTable();
     Probe none(KLX_APP_M2M_DIR);
     EXPECT_EQ(none.show(), "0.0.0.0 ");
@@ -297,12 +298,12 @@ TEST_F(Version, CrossCompilerFromItsDirectoryNameOrItsBanner) {
                "Copyright (C) 2006 Free Software Foundation, Inc.\\n'\n");
     fs::permissions(bash, fs::perms::owner_all);
     fs::permissions(gcc, fs::perms::owner_all);
-    setenv("KLGCCHOME", "/cygdrive/c/gcc-3.4.4", 1);
+    klxtest::setEnv("KLGCCHOME", "/cygdrive/c/gcc-3.4.4");
     EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "3.4.4.0 3.4.4");
     EXPECT_FALSE(fs::exists(log));
 
     // An unversioned directory: the banner's first line.
-    setenv("KLGCCHOME", "/cygdrive/c/gcc", 1);
+    klxtest::setEnv("KLGCCHOME", "/cygdrive/c/gcc");
     KLXSystem::resetAppPathTable();
     EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "4.1.1.0 4.1.1");
     EXPECT_EQ(klxtest::readBytes(log), "-c  /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version \n");

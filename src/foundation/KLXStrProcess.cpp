@@ -7,6 +7,8 @@
 
 #include <cstring>
 
+const unsigned int KLXStrProcess::npos;
+
 namespace {
 
 // Swaps every occurrence of `from` for `to`. Equivalent to replacing the first

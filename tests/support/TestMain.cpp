@@ -1,11 +1,14 @@
 // Runs the tests with KLX_PREFIX and HOME in a temporary directory of their
 // own, so that no test touches the user's files, and removes it afterwards.
+// A Windows build ignores both variables (the machine itself is used), but
+// the tests' own files still go below the temporary directory.
+#include "Environment.h"
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
+#include <random>
 #include <string>
 
 namespace {
@@ -13,12 +16,21 @@ namespace {
 class TemporaryHome : public ::testing::Environment {
 public:
     void SetUp() override {
-        std::string pattern = (std::filesystem::temp_directory_path() / "klx-test-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        mRoot = pattern;
+        // A name no other test process has taken: create_directory fails
+        // for one that exists.
+        std::random_device random;
+        const std::filesystem::path temp = std::filesystem::temp_directory_path();
+        for (int attempt = 0; attempt < 100 && mRoot.empty(); ++attempt) {
+            const std::filesystem::path candidate =
+                temp / ("klx-test-" + std::to_string(random()) + std::to_string(random()));
+            if (std::filesystem::create_directory(candidate))
+                mRoot = candidate;
+        }
+        ASSERT_FALSE(mRoot.empty());
+        std::filesystem::permissions(mRoot, std::filesystem::perms::owner_all);
         std::filesystem::create_directories(mRoot / "home");
-        setenv("HOME", (mRoot / "home").c_str(), 1);
-        setenv("KLX_PREFIX", (mRoot / "prefix").c_str(), 1);
+        klxtest::setEnv("HOME", (mRoot / "home").string());
+        klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
         klxtest::setTestRoot(mRoot);
     }
     void TearDown() override {

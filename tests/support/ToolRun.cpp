@@ -1,94 +1,51 @@
 #include "ToolRun.h"
 
-#include "TestFiles.h"
+#include "Environment.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
-#include <cerrno>
-#include <filesystem>
+#include <algorithm>
 #include <map>
-
-extern char** environ;
 
 namespace klxtest {
 
 namespace {
 
-// The child's environment: the test's own (unless asked for a clean one)
-// with the given changes on top.
+// Variable names as the host compares them: Windows ignores their letter
+// case and orders its environment block by their upper-case form.
+struct NameOrder {
+    static char fold(char c) {
+#ifdef _WIN32
+        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+#else
+        return c;
+#endif
+    }
+    bool operator()(const std::string& left, const std::string& right) const {
+        return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
+                                            [](char a, char b) { return fold(a) < fold(b); });
+    }
+};
+
+} // namespace
+
 std::vector<std::string> childEnvironment(const ToolOptions& options) {
-    std::map<std::string, std::string> variables;
+    std::map<std::string, std::string, NameOrder> variables;
     auto apply = [&](const std::string& entry) {
-        std::string::size_type equals = entry.find('=');
+        // Windows keeps a current directory per drive as "=C:=C:\dir": the
+        // name may begin with "=".
+        std::string::size_type equals = entry.find('=', 1);
         if (equals == std::string::npos)
             variables.erase(entry);
         else
             variables[entry.substr(0, equals)] = entry.substr(equals + 1);
     };
     if (!options.cleanEnvironment)
-        for (char** entry = environ; *entry != nullptr; ++entry)
-            apply(*entry);
+        for (const std::string& entry : environmentEntries())
+            apply(entry);
     for (const std::string& entry : options.environment)
         apply(entry);
     std::vector<std::string> result;
     for (const auto& variable : variables)
         result.push_back(variable.first + "=" + variable.second);
-    return result;
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    for (std::string& text : texts)
-        result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
-}
-
-} // namespace
-
-ToolResult runTool(const std::string& program, const std::vector<std::string>& arguments,
-                   const ToolOptions& options) {
-    const std::filesystem::path scratch = freshDir("run");
-    const std::string outFile = (scratch / "stdout").string();
-    const std::string errFile = (scratch / "stderr").string();
-
-    std::vector<std::string> argv = {program};
-    argv.insert(argv.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> envp = childEnvironment(options);
-    std::vector<char*> argvPointers = pointers(argv), envpPointers = pointers(envp);
-
-    // Files, not pipes: the child never blocks on a full pipe while the test
-    // waits for it.
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0644);
-    posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0644);
-    if (!options.workingDirectory.empty())
-        posix_spawn_file_actions_addchdir_np(&actions, options.workingDirectory.c_str());
-
-    ToolResult result;
-    pid_t child = 0;
-    int spawned = posix_spawnp(&child, program.c_str(), &actions, nullptr, argvPointers.data(),
-                               envpPointers.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
-        result.err = "cannot start " + program;
-        return result;
-    }
-    int status = 0;
-    pid_t waited;
-    do
-        waited = waitpid(child, &status, 0);
-    while (waited < 0 && errno == EINTR);
-    if (waited == child && WIFEXITED(status))
-        result.exitCode = WEXITSTATUS(status);
-    result.out = readBytes(outFile);
-    result.err = readBytes(errFile);
     return result;
 }
 

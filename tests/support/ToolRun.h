@@ -24,10 +24,14 @@ struct ToolOptions {
 };
 
 // Runs `program` (a path, or a name looked up in PATH) with `arguments`,
-// stdin from /dev/null and stdout and stderr into files of a fresh scratch
+// stdin from the null device and stdout and stderr into files of a fresh scratch
 // directory, and waits for it to end.
 ToolResult runTool(const std::string& program, const std::vector<std::string>& arguments,
                    const ToolOptions& options = ToolOptions());
+
+// The environment that runTool gives the child: the test's own (unless a
+// clean one is asked for) with the options' changes on top, as "NAME=VALUE".
+std::vector<std::string> childEnvironment(const ToolOptions& options);
 
 // The lines of a program's output, without their line breaks.
 std::vector<std::string> outputLines(const std::string& text);

@@ -1,0 +1,37 @@
+# What a Windows build adds, included once the library's target exists:
+# version resources, one output folder, a self-contained runtime, and no
+# benchmarks or fuzzers.
+include(${CMAKE_CURRENT_LIST_DIR}/KlxVersionResource.cmake)
+enable_language(RC)
+
+# The library and every program and test side by side, so that each program
+# finds KlxCore.dll in its own folder (Windows and Wine search it first).
+if(NOT CMAKE_RUNTIME_OUTPUT_DIRECTORY)
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+endif()
+set_target_properties(KlxCore PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+
+if(MINGW)
+  # libstdc++, libgcc and winpthread linked in, so that no MinGW runtime DLL
+  # has to be found at run time.
+  target_link_options(KlxCore PRIVATE -static)
+  add_link_options(-static)
+endif()
+
+# The library's version text has four parts, as its own version tree has.
+set(KLX_DLL_VERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}.${PROJECT_VERSION_PATCH}.0)
+klx_version_resource(KlxCore FILE_TYPE VFT_DLL STRING_TABLE 040904b0
+  ORIGINAL_FILENAME KlxCore.dll
+  STRINGS FileDescription "KlxCore utility class library"
+          FileVersion ${KLX_DLL_VERSION}
+          InternalName KlxCore
+          OriginalFilename KlxCore.dll
+          ProductName KlxCore
+          ProductVersion ${KLX_DLL_VERSION})
+
+# The benchmarks and the fuzzers measure and drive the POSIX host's layer.
+if(KLX_BUILD_BENCH OR KLX_BUILD_FUZZ)
+  message(STATUS "KlxCore: benchmarks and fuzzers are built on Linux only")
+endif()
+set(KLX_BUILD_BENCH OFF)
+set(KLX_BUILD_FUZZ OFF)
