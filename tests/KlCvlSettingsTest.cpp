@@ -121,13 +121,18 @@ protected:
     }
 
     std::string host(const std::string& relative) const { return (mRoot / relative).string(); }
-    // A host path as the program names it: on drive U:, with backslashes.
+    // A host path as the program names it: with backslashes, on drive U:
+    // where the host's paths are not Windows paths already.
     std::string windows(const std::string& relative) const {
+#ifdef _WIN32
+        std::string path = host(relative);
+#else
         std::string path = "U:" + host(relative);
+#endif
         std::replace(path.begin(), path.end(), '/', '\\');
         return path;
     }
-    fs::path rcFile() const { return mRoot / "home" / ".cvlrc"; }
+    fs::path rcFile() const { return fs::path(klxtest::profileDirectory()) / ".cvlrc"; }
 
     // Selects all seven by host path; each says what it became.
     void selectAll() {
@@ -163,7 +168,20 @@ protected:
         lines.resize(7);
         return lines;
     }
-    Lines sourced(const fs::path& file) { return inBash("source \"$1\"", file.string()); }
+    Lines sourced(const fs::path& file) {
+#ifdef _WIN32
+        // No bash here: the values between the double quotes of the export
+        // lines, which hold no escapes.
+        Lines values(7);
+        for (const std::string& line : klxtest::outputLines(klxtest::readBytes(file)))
+            for (size_t i = 0; i < 7; ++i)
+                if (line.rfind("export " + std::string(kVariables[i]) + "=\"", 0) == 0)
+                    values[i] = line.substr(line.find('"') + 1, line.size() - line.find('"') - 2);
+        return values;
+#else
+        return inBash("source \"$1\"", file.string());
+#endif
+    }
 
     // What a refused call must leave alone: the configuration file's bytes
     // and every history.
@@ -354,6 +372,10 @@ TEST_F(KlCvlSettings, RunsThatCannotSaveSaveNothing) {
         {"", {"HOME"}, {plugins}, 3, "HOME is not set"},
     };
     for (const Row& row : rows) {
+#ifdef _WIN32
+        if (!row.environment.empty())
+            continue; // KLX_PREFIX, its store and HOME are the POSIX host's
+#endif
         if (row.rcFile != "=")
             fs::remove_all(rcFile());
         if (row.rcFile == "/")
@@ -366,6 +388,9 @@ TEST_F(KlCvlSettings, RunsThatCannotSaveSaveNothing) {
 
 // The values are written between double quotes without escaping.
 TEST_F(KlCvlSettings, DirectoriesBashWouldMisreadAreRefused) {
+#ifdef _WIN32
+    GTEST_SKIP() << "needs bash to read the file, and file names Windows refuses";
+#endif
     selectAll();
     const Lines before = sourced(rcFile());
     for (const std::string name : {"a\"b", "`touch ran`", "$(touch ran)", "$HOME", "a\nb"}) {
@@ -399,6 +424,9 @@ TEST_F(KlCvlSettings, EveryFormOfADirectoryIsOneHistoryEntry) {
 
 // eval "$(KlCvlSettings -e)" gives a POSIX shell the host paths.
 TEST_F(KlCvlSettings, ExportsForAPosixShell) {
+#ifdef _WIN32
+    GTEST_SKIP() << "host paths for a POSIX shell are the POSIX host's";
+#endif
     selectAll();
     fs::create_directories(mRoot / "it's");
     ASSERT_EQ(run({"plugins=it's"}).exitCode, 0);
@@ -456,7 +484,7 @@ TEST_F(KlCvlSettings, HelpVersionAndInformationReport) {
         Lines lines = klxtest::outputLines(result.out.substr(start));
         EXPECT_EQ(lines.size(), 9u) << result.out;
         for (std::string line :
-             {"Eclipse installed: " + eclipse, "User profile directory: " + host("home")})
+             {"Eclipse installed: " + eclipse, "User profile directory: " + klxtest::profileDirectory()})
             EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << result.out;
     };
     report({"-i"}, "no");

@@ -3,6 +3,7 @@
 #include "KLXPath.h"
 #include "KLXPathBrowser.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -46,7 +47,7 @@ Found browse(std::string root, int flags, KLXCheckFunction check = nullptr,
 // them: without regard to letter case.
 Names driveDir(const std::string& name, const Names& subdirectories, const Names& files = {},
                bool links = false) {
-    fs::path dir = klxtest::testRoot() / "prefix" / "drive_c" / name;
+    fs::path dir = klxtest::cDrive() / name;
     fs::remove_all(dir);
     fs::create_directories(dir);
     for (const std::string& subdirectory : subdirectories)

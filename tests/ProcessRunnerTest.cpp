@@ -27,7 +27,7 @@ struct SystemProbe : KLXSystem {
 using Args = std::vector<std::string>;
 
 fs::path drive() {
-    return klxtest::testRoot() / "prefix" / "drive_c";
+    return klxtest::cDrive();
 }
 
 void writeScript(const fs::path& path, const std::string& body) {

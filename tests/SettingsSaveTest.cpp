@@ -80,7 +80,7 @@ protected:
     }
     void TearDown() override { KLXSystem::resetAppPathTable(); }
 
-    fs::path drive() const { return mRoot / "prefix" / "drive_c"; }
+    fs::path drive() const { return klxtest::cDrive(); }
     fs::path rcFile() const { return mRoot / "home" / ".cvlrc"; }
     void write(const std::string& relative, const std::string& bytes) {
         fs::create_directories((drive() / relative).parent_path());

@@ -58,7 +58,7 @@ Probe file(std::string path) {
 }
 
 fs::path drive() {
-    return klxtest::testRoot() / "prefix" / "drive_c";
+    return klxtest::cDrive();
 }
 
 void touch(const fs::path& path, const std::string& bytes = "x") {
