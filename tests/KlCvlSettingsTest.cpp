@@ -132,7 +132,9 @@ protected:
         std::replace(path.begin(), path.end(), '/', '\\');
         return path;
     }
-    fs::path rcFile() const { return fs::path(klxtest::profileDirectory()) / ".cvlrc"; }
+    fs::path rcFile() const {
+        return fs::path(klxtest::profileDirectory()) / ".cvlrc";
+    }
 
     // Selects all seven by host path; each says what it became.
     void selectAll() {
@@ -483,8 +485,8 @@ TEST_F(KlCvlSettings, HelpVersionAndInformationReport) {
         ASSERT_NE(start, std::string::npos) << result.out;
         Lines lines = klxtest::outputLines(result.out.substr(start));
         EXPECT_EQ(lines.size(), 9u) << result.out;
-        for (std::string line :
-             {"Eclipse installed: " + eclipse, "User profile directory: " + klxtest::profileDirectory()})
+        for (std::string line : {"Eclipse installed: " + eclipse,
+                                 "User profile directory: " + klxtest::profileDirectory()})
             EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << result.out;
     };
     report({"-i"}, "no");

@@ -14,7 +14,6 @@ extern char** environ;
 namespace klxtest {
 
 namespace {
-std::filesystem::path gProgram;
 #ifdef _WIN32
 std::wstring gScratchKey;
 #endif
@@ -73,7 +72,8 @@ std::filesystem::path cDrive() {
 #ifdef _WIN32
     return "C:\\";
 #else
-    const std::filesystem::path drive = std::filesystem::path(std::getenv("KLX_PREFIX")) / "drive_c";
+    const std::filesystem::path drive =
+        std::filesystem::path(std::getenv("KLX_PREFIX")) / "drive_c";
     std::filesystem::create_directories(drive);
     return drive;
 #endif
@@ -105,11 +105,13 @@ std::vector<std::string> nineXFamilyFor(const std::string& program) {
 }
 
 std::filesystem::path programDirectory() {
-    return gProgram.parent_path();
-}
-
-void setProgramPath(const std::string& argv0) {
-    gProgram = std::filesystem::absolute(argv0);
+#ifdef _WIN32
+    wchar_t path[MAX_PATH];
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return std::filesystem::path(path).parent_path();
+#else
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+#endif
 }
 
 void isolateRegistry() {
@@ -124,8 +126,8 @@ void isolateRegistry() {
                                                      {HKEY_CLASSES_ROOT, L"\\classes"}};
     HKEY keys[3] = {};
     for (int i = 0; i < 3; ++i)
-        if (RegCreateKeyExW(HKEY_CURRENT_USER, (gScratchKey + roots[i].second).c_str(), 0,
-                            nullptr, 0, KEY_ALL_ACCESS, nullptr, &keys[i], nullptr) != 0)
+        if (RegCreateKeyExW(HKEY_CURRENT_USER, (gScratchKey + roots[i].second).c_str(), 0, nullptr,
+                            0, KEY_ALL_ACCESS, nullptr, &keys[i], nullptr) != 0)
             throw std::runtime_error("cannot create the scratch registry keys");
     for (int i = 0; i < 3; ++i) {
         if (RegOverridePredefKey(roots[i].first, keys[i]) != 0)

@@ -35,7 +35,6 @@ std::vector<std::string> nineXFamilyFor(const std::string& program);
 
 // The directory of the running test program.
 std::filesystem::path programDirectory();
-void setProgramPath(const std::string& argv0);
 
 // Windows: points HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE and HKEY_CLASSES_ROOT
 // of this process at fresh keys under a scratch key, so that in-process tests

@@ -48,7 +48,6 @@ private:
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    klxtest::setProgramPath(argv[0]);
     ::testing::AddGlobalTestEnvironment(new TemporaryHome);
     return RUN_ALL_TESTS();
 }
