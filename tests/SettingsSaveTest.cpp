@@ -67,6 +67,7 @@ protected:
         klxtest::setEnv("HOME", (mRoot / "home").string());
         klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
         SystemProbe::mUserProfileDir.clear();
+        fs::remove(rcFile()); // a Windows profile is the machine's
         KLXSystem::resetAppPathTable();
         fs::create_directories(drive());
         fs::copy(fs::path(__FILE__).parent_path().parent_path() / "examples" / "sdk",
@@ -81,7 +82,7 @@ protected:
     void TearDown() override { KLXSystem::resetAppPathTable(); }
 
     fs::path drive() const { return klxtest::cDrive(); }
-    fs::path rcFile() const { return mRoot / "home" / ".cvlrc"; }
+    fs::path rcFile() const { return fs::path(klxtest::profileDirectory()) / ".cvlrc"; }
     void write(const std::string& relative, const std::string& bytes) {
         fs::create_directories((drive() / relative).parent_path());
         klxtest::writeBytes(drive() / relative, bytes);
