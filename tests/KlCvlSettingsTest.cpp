@@ -120,7 +120,9 @@ protected:
         return parseShow(result.out);
     }
 
-    std::string host(const std::string& relative) const { return (mRoot / relative).string(); }
+    std::string host(const std::string& relative) const {
+        return (mRoot / relative).make_preferred().string();
+    }
     // A host path as the program names it: with backslashes, on drive U:
     // where the host's paths are not Windows paths already.
     std::string windows(const std::string& relative) const {
@@ -412,9 +414,12 @@ TEST_F(KlCvlSettings, EveryFormOfADirectoryIsOneHistoryEntry) {
     std::string lower = windows("sdk/OS/V2.00"), upper = host("sdk/OS/V2.00");
     std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
     std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
-    for (const std::string& form :
-         Lines{"sdk/OS/./V3.10/../V2.00/", "/cygdrive/u" + host("sdk/os/v2.00"), lower + "\\",
-               upper}) {
+#ifdef _WIN32
+    const std::string cygwin = "/cygdrive/c" + withSlashes(host("sdk/os/v2.00").substr(2));
+#else
+    const std::string cygwin = "/cygdrive/u" + host("sdk/os/v2.00");
+#endif
+    for (const std::string& form : Lines{"sdk/OS/./V3.10/../V2.00/", cygwin, lower + "\\", upper}) {
         klxtest::ToolResult result = run({"os=" + form});
         EXPECT_EQ(result.exitCode, 0) << result.err;
     }
@@ -448,7 +453,8 @@ TEST_F(KlCvlSettings, AnotherConfigurationFile) {
 
     klxtest::ToolResult result = run({"-f", "proj/my.cvlrc", "eclipse=sdk/Eclipse/V3.2"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(klxtest::outputLines(result.out).back(), "Saved to " + host("proj/my.cvlrc"));
+    EXPECT_EQ(withSlashes(klxtest::outputLines(result.out).back()),
+              "Saved to " + withSlashes(host("proj/my.cvlrc")));
     const Lines exported = sourced(mRoot / "proj" / "my.cvlrc");
     EXPECT_EQ(exported, (Lines{"", "", "", "", "", "", withSlashes(windows("sdk/Eclipse/V3.2"))}));
 
@@ -505,7 +511,8 @@ TEST_F(KlCvlSettings, SavedSettingsBindCvlrcFilesToTheProgram) {
     std::string commandKey = fileType + "\\shell\\open\\command";
     const std::string command = KLXRegistryKey(HKEY_CLASSES_ROOT, commandKey).retValue(none);
     const std::string program =
-        fs::path(KLX_TOOL_KLCVLSETTINGS).parent_path().string() + "\\KlCvlSettings.exe";
+        fs::path(KLX_TOOL_KLCVLSETTINGS).parent_path().make_preferred().string() +
+        "\\KlCvlSettings.exe";
     ASSERT_EQ(command, "\"" + program + "\" -f %1");
 
     std::string started = program;

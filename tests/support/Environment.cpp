@@ -129,6 +129,17 @@ void isolateRegistry() {
         if (RegCreateKeyExW(HKEY_CURRENT_USER, (gScratchKey + roots[i].second).c_str(), 0, nullptr,
                             0, KEY_ALL_ACCESS, nullptr, &keys[i], nullptr) != 0)
             throw std::runtime_error("cannot create the scratch registry keys");
+    // The system finds the user's profile directory in the machine's list of
+    // profiles: the scratch machine key gets a copy.
+    const wchar_t* profiles = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList";
+    HKEY from = nullptr, to = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, profiles, 0, KEY_READ, &from) == 0 &&
+        RegCreateKeyExW(keys[1], profiles, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr) ==
+            0)
+        RegCopyTreeW(from, nullptr, to);
+    for (HKEY key : {from, to})
+        if (key != nullptr)
+            RegCloseKey(key);
     for (int i = 0; i < 3; ++i) {
         if (RegOverridePredefKey(roots[i].first, keys[i]) != 0)
             throw std::runtime_error("cannot redirect a registry root");

@@ -12,6 +12,8 @@ void installFakeTool(std::filesystem::path path) {
     std::filesystem::create_directories(path.parent_path());
     std::filesystem::copy_file(KLX_FAKE_TOOL, path,
                                std::filesystem::copy_options::overwrite_existing);
+    // A log left by a test before, on a Windows machine's shared drive.
+    std::filesystem::remove(path.replace_extension(".log"));
 }
 
 std::string fakeToolLog(std::filesystem::path path) {
