@@ -130,13 +130,20 @@ void isolateRegistry() {
                             0, KEY_ALL_ACCESS, nullptr, &keys[i], nullptr) != 0)
             throw std::runtime_error("cannot create the scratch registry keys");
     // The system finds the user's profile directory in the machine's list of
-    // profiles: the scratch machine key gets a copy.
+    // profiles: the scratch machine key gets a copy of its values.
     const wchar_t* profiles = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList";
     HKEY from = nullptr, to = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, profiles, 0, KEY_READ, &from) == 0 &&
         RegCreateKeyExW(keys[1], profiles, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr) ==
             0)
-        RegCopyTreeW(from, nullptr, to);
+        for (DWORD i = 0;; ++i) {
+            wchar_t name[256];
+            BYTE data[1024];
+            DWORD nameSize = 256, dataSize = sizeof data, type = 0;
+            if (RegEnumValueW(from, i, name, &nameSize, nullptr, &type, data, &dataSize) != 0)
+                break;
+            RegSetValueExW(to, name, 0, type, data, dataSize);
+        }
     for (HKEY key : {from, to})
         if (key != nullptr)
             RegCloseKey(key);
