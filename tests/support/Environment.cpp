@@ -130,23 +130,28 @@ void isolateRegistry() {
                             0, KEY_ALL_ACCESS, nullptr, &keys[i], nullptr) != 0)
             throw std::runtime_error("cannot create the scratch registry keys");
     // The system finds the user's profile directory in the machine's list of
-    // profiles: the scratch machine key gets a copy of its values.
-    const wchar_t* profiles = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList";
-    HKEY from = nullptr, to = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, profiles, 0, KEY_READ, &from) == 0 &&
-        RegCreateKeyExW(keys[1], profiles, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr) ==
-            0)
-        for (DWORD i = 0;; ++i) {
-            wchar_t name[256];
-            BYTE data[1024];
-            DWORD nameSize = 256, dataSize = sizeof data, type = 0;
-            if (RegEnumValueW(from, i, name, &nameSize, nullptr, &type, data, &dataSize) != 0)
-                break;
-            RegSetValueExW(to, name, 0, type, data, dataSize);
-        }
-    for (HKEY key : {from, to})
-        if (key != nullptr)
-            RegCloseKey(key);
+    // profiles, and the user's name through the computer's name: the scratch
+    // machine key gets a copy of their values.
+    for (const wchar_t* path :
+         {L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList",
+          L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName",
+          L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName"}) {
+        HKEY from = nullptr, to = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &from) == 0 &&
+            RegCreateKeyExW(keys[1], path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr) ==
+                0)
+            for (DWORD i = 0;; ++i) {
+                wchar_t name[256];
+                BYTE data[1024];
+                DWORD nameSize = 256, dataSize = sizeof data, type = 0;
+                if (RegEnumValueW(from, i, name, &nameSize, nullptr, &type, data, &dataSize) != 0)
+                    break;
+                RegSetValueExW(to, name, 0, type, data, dataSize);
+            }
+        for (HKEY key : {from, to})
+            if (key != nullptr)
+                RegCloseKey(key);
+    }
     for (int i = 0; i < 3; ++i) {
         if (RegOverridePredefKey(roots[i].first, keys[i]) != 0)
             throw std::runtime_error("cannot redirect a registry root");
