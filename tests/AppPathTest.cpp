@@ -71,7 +71,7 @@ TEST_F(AppPath, SharedEmptyStringRunningProgramAndCommandInterpreter) {
     EXPECT_EQ(entry(KLX_APP_CMD), "C:\\windows\\system32\\cmd.exe");
 
     // The directory of this test program, as the system names it.
-    const std::string self = fs::read_symlink("/proc/self/exe").parent_path().string();
+    const std::string self = klxtest::programDirectory().string();
     EXPECT_EQ(entry(KLX_APP_EXE_DIR), self);
     EXPECT_EQ(cached(KLX_APP_IDE_DIR), "");
     EXPECT_EQ(entry(KLX_APP_WIZARD), self + "\\KlWizard.exe");

@@ -36,9 +36,7 @@ struct Var : KLXEnvVar {
 };
 
 fs::path batch(const char* name) {
-    fs::path drive = fs::path(std::getenv("KLX_PREFIX")) / "drive_c";
-    fs::create_directories(drive);
-    return drive / name;
+    return klxtest::cDrive() / name;
 }
 fs::path autoexec() {
     return batch("autoexec.bat");

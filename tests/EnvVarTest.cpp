@@ -68,8 +68,7 @@ std::string env(KLXOsType_e family, std::string name, const char* value = nullpt
         return machine.retValue(name);
     if (value != nullptr)
         klxtest::setEnv(name, value);
-    const char* read = std::getenv(name.c_str());
-    return read == nullptr ? "<undefined>" : read;
+    return klxtest::getEnv(name);
 }
 
 } // namespace

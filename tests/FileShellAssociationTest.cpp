@@ -50,7 +50,7 @@ protected:
 
     // Writes C:\Program Files\Keldmar\<name> and makes it the tool `type`.
     void install(KLXAppType_e type, const std::string& name, const std::string& bytes) {
-        const fs::path dir = mRoot / "prefix" / "drive_c" / "Program Files" / "Keldmar";
+        const fs::path dir = klxtest::cDrive() / "Program Files" / "Keldmar";
         fs::create_directories(dir);
         klxtest::writeBytes(dir / name, bytes);
         SystemProbe::mAppPathTable[type] = "C:\\Program Files\\Keldmar\\" + name;

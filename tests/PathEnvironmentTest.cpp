@@ -107,8 +107,7 @@ protected:
     static std::string envGet(const std::string& name) {
         if (Family::mOsType == KLX_OS_NT)
             return regGet(kEnvironmentKey, name, HKEY_LOCAL_MACHINE);
-        const char* value = std::getenv(name.c_str());
-        return value != nullptr ? value : "<undefined>";
+        return klxtest::getEnv(name);
     }
     static void envSet(const std::string& name, const std::string& value) {
         if (Family::mOsType == KLX_OS_NT)
@@ -117,10 +116,9 @@ protected:
             klxtest::setEnv(name, value);
     }
 
-    // Drive C: maps onto $KLX_PREFIX/drive_c.
     static void makeDirs(const List& paths) {
         for (const std::string& path : paths)
-            std::filesystem::create_directories(klxtest::testRoot() / "prefix/drive_c" / path);
+            std::filesystem::create_directories(klxtest::cDrive() / path);
     }
 };
 
@@ -277,7 +275,7 @@ TEST_F(PathEnvironment, HistoryTypingAndPicking) {
     }
 
     makeDirs({"Acc/V1.0", "Acc/.V8", "Acc/Tools", "New/V3.0", "New/Other", "GCC/V3.4/bin"});
-    klxtest::writeBytes(klxtest::testRoot() / "prefix/drive_c/Acc/V9.txt", "");
+    klxtest::writeBytes(klxtest::cDrive() / "Acc/V9.txt", "");
     const std::string key = "Software\\PE\\accept";
     rc = rcFile("export A=\"C:/Acc/V1.0\"\n");
     // Browsing lists the accepted directories below the root path, which

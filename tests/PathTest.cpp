@@ -3,6 +3,7 @@
 #include "KLXPath.h"
 #include "KLXPathBrowser.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -46,16 +47,18 @@ Found browse(std::string root, int flags, KLXCheckFunction check = nullptr,
 // them: without regard to letter case.
 Names driveDir(const std::string& name, const Names& subdirectories, const Names& files = {},
                bool links = false) {
-    fs::path dir = klxtest::testRoot() / "prefix" / "drive_c" / name;
+    fs::path dir = klxtest::cDrive() / name;
     fs::remove_all(dir);
     fs::create_directories(dir);
     for (const std::string& subdirectory : subdirectories)
         fs::create_directory(dir / subdirectory);
     for (const std::string& file : files)
         klxtest::writeBytes(dir / file, "x");
+    // Wine makes no links: there the listing holds none.
+    std::error_code noLinks;
     if (links) {
-        fs::create_directory_symlink(dir / "A", dir / "LinkToA");
-        fs::create_symlink(dir / "gone", dir / "Dangling");
+        fs::create_directory_symlink(dir / "A", dir / "LinkToA", noLinks);
+        fs::create_symlink(dir / "gone", dir / "Dangling", noLinks);
     }
     Names names;
     for (const auto& entry : fs::directory_iterator(dir))

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -41,8 +42,11 @@ TEST(PlatformDirectorySearch, PatternsOrderAndErrors) {
     fs::create_directory(dir / ".git");
     for (const char* file : {"a.txt", "B.TXT", "a.txt.bak", "abc", "ab.c", ".profile", "_x"})
         klxtest::writeBytes(dir / file, file);
-    fs::create_directory_symlink(dir / "Sub", dir / "toSub");
-    fs::create_symlink(dir / "missing", dir / "dangling");
+    // Wine makes no links: there the cases leave them out.
+    std::error_code noLinks;
+    fs::create_directory_symlink(dir / "Sub", dir / "toSub", noLinks);
+    if (!noLinks)
+        fs::create_symlink(dir / "missing", dir / "dangling", noLinks);
     const std::string w = dir.string() + "/";
 
     const Names texts = {"a.txt", "B.TXT"};
@@ -63,8 +67,17 @@ TEST(PlatformDirectorySearch, PatternsOrderAndErrors) {
         {"", {}},
         {w + std::string("a.txt\0*", 7), {"a.txt"}}, // only the C string counts
     };
-    for (const auto& [pattern, expected] : cases)
+    for (auto [pattern, expected] : cases) {
+        if (noLinks && pattern.find("toSub") != std::string::npos)
+            continue;
+        if (noLinks)
+            expected.erase(std::remove_if(expected.begin(), expected.end(),
+                                          [](const std::string& name) {
+                                              return name == "dangling" || name == "toSub/";
+                                          }),
+                           expected.end());
         EXPECT_EQ(search(pattern), expected) << pattern;
+    }
 
     for (const std::string& pattern : {w + "nothing", w + "nothing*"})
         EXPECT_EQ(DirectorySearch(pattern).error(), DWORD(ERROR_FILE_NOT_FOUND)) << pattern;

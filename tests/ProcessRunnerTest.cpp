@@ -1,11 +1,12 @@
 // Starting programs: the command lines that the child receives, exit codes,
 // the captured output with its limits, and the framing added by the command
-// interpreter and bash forms. The tools are small shell scripts on the
-// emulated C: drive.
+// interpreter and bash forms. The tools are the test build's fake tool on
+// drive C:.
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
 #include "Environment.h"
+#include "FakeTool.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -20,6 +21,7 @@ namespace fs = std::filesystem;
 namespace {
 
 struct SystemProbe : KLXSystem {
+    using KLXSystem::mAppPathTable;
     using KLXSystem::mOsType;
     using KLXSystem::mTheEmptyString;
 };
@@ -27,18 +29,7 @@ struct SystemProbe : KLXSystem {
 using Args = std::vector<std::string>;
 
 fs::path drive() {
-    return klxtest::testRoot() / "prefix" / "drive_c";
-}
-
-void writeScript(const fs::path& path, const std::string& body) {
-    fs::create_directories(path.parent_path());
-    klxtest::writeBytes(path, "#!/bin/sh\n" + body);
-    fs::permissions(path, fs::perms::owner_all);
-}
-
-// Each argument on a line of its own, framed by brackets.
-std::string logArguments(const fs::path& log) {
-    return "for a in \"$@\"; do printf '[%s]\\n' \"$a\"; done > '" + log.string() + "'\n";
+    return klxtest::cDrive();
 }
 
 class ProcessRunner : public ::testing::Test {
@@ -47,17 +38,7 @@ protected:
         mStartDirectory = fs::current_path();
         KLXSystem::resetAppPathTable();
         SystemProbe::mOsType = KLX_OS_9X; // tool variables from the process
-        writeScript(drive() / "Tools" / "x",
-                    "case \"$1\" in\n"
-                    "log) shift; " +
-                        logArguments(tool("x.log")) +
-                        ";;\n"
-                        "hello) printf hello; echo noise >&2; exit 3 ;;\n"
-                        "size) head -c \"$2\" /dev/zero | tr '\\000' a; exit 4 ;;\n"
-                        "nul) printf 'ab\\000cd' ;;\n"
-                        "stderr) head -c 200000 /dev/zero >&2; exit 6 ;;\n"
-                        "*) exit \"$1\" ;;\n"
-                        "esac\n");
+        klxtest::installFakeTool(tool("x"));
     }
     void TearDown() override {
         fs::current_path(mStartDirectory);
@@ -84,12 +65,12 @@ TEST_F(ProcessRunner, RunWaitsOrDetachesAndSkipsEmptyArguments) {
     // Empty arguments vanish; the rest reach the child unquoted.
     args = {"log", "a", "", "b"};
     EXPECT_EQ(KLXSystem::run(cmd, args), 0);
-    EXPECT_EQ(klxtest::readBytes(tool("x.log")), "[a]\n[b]\n");
+    EXPECT_EQ(klxtest::fakeToolLog(tool("x")), "[a]\n[b]\n");
     EXPECT_EQ(args.size(), 4u);
     // A blank splits an argument unless the caller quoted it.
     args = {"log", "two words", "\"one arg\""};
     EXPECT_EQ(KLXSystem::run(cmd, args), 0);
-    EXPECT_EQ(klxtest::readBytes(tool("x.log")), "[two]\n[words]\n[one arg]\n");
+    EXPECT_EQ(klxtest::fakeToolLog(tool("x")), "[two]\n[words]\n[one arg]\n");
 
     std::string missing = "C:\\Tools\\missing.exe";
     EXPECT_EQ(KLXSystem::run(missing, args), -1);
@@ -144,12 +125,13 @@ TEST_F(ProcessRunner, CaptureTakesShortStandardOutputAndTheExitCode) {
 }
 
 TEST_F(ProcessRunner, CommandInterpreterAndBashFraming) {
-    // A command interpreter where the table expects it.
-    writeScript(drive() / "windows" / "system32" / "cmd.exe", logArguments(tool("cmd.log")));
+    // A command interpreter where the table says.
+    klxtest::installFakeTool(tool("cmd.exe"));
+    SystemProbe::mAppPathTable[KLX_APP_CMD] = "C:\\Tools\\cmd.exe";
     std::string cmd = "dir";
     Args args{"C:\\"};
     EXPECT_EQ(KLXSystem::runCmd(cmd, args, true), 0);
-    EXPECT_EQ(klxtest::readBytes(tool("cmd.log")), "[/c]\n[dir]\n[C:\\]\n");
+    EXPECT_EQ(klxtest::fakeToolLog(tool("cmd")), "[/c]\n[dir]\n[C:\\]\n");
     EXPECT_EQ(args, Args{"C:\\"});
 
     // Without Cygwin there is no bash to run.
@@ -163,29 +145,25 @@ TEST_F(ProcessRunner, CommandInterpreterAndBashFraming) {
     std::string native = "native", root = "C:/cygroot";
     KLXRegistryKey(HKEY_CURRENT_USER, cygwinKey).setValue(native, root);
     KLXSystem::resetAppPathTable();
-    writeScript(drive() / "cygroot" / "bin" / "bash",
-                logArguments(tool("bash.log")) +
-                    "[ \"$1\" = --login ] && shift\n"
-                    "exec /bin/sh -c \"$(printf '%s' \"$2\" | sed 's#/cygdrive/[cC]#" +
-                    drive().string() + "#g')\"\n");
+    const fs::path bash = drive() / "cygroot" / "bin" / "bash";
+    klxtest::installFakeTool(bash);
     EXPECT_EQ(KLXSystem::runBash(make, args, true), 7);
-    EXPECT_EQ(klxtest::readBytes(tool("bash.log")), "[--login]\n[-c]\n[ exit 7 ]\n");
+    EXPECT_EQ(klxtest::fakeToolLog(bash), "[--login]\n[-c]\n[ exit 7 ]\n");
 
     // The compiler's banner through a bash that is no login shell.
-    writeScript(drive() / "gcc" / "bin" / "arm-elf-gcc.exe",
-                "[ \"$1\" = --version ] && echo 'arm-elf-gcc (GCC) 4.1.1'\n");
+    klxtest::installFakeTool(drive() / "gcc" / "bin" / "arm-elf-gcc.exe");
     klxtest::setEnv("KLGCCHOME", "/cygdrive/c/gcc");
     args = {"--version"};
     int code = 99;
     EXPECT_EQ(KLXSystem::runBashGetOutput(KLX_APP_ARM_ELF_GCC, args, &code, false),
               "arm-elf-gcc (GCC) 4.1.1\n");
     EXPECT_EQ(code, 0);
-    EXPECT_EQ(klxtest::readBytes(tool("bash.log")),
+    EXPECT_EQ(klxtest::fakeToolLog(bash),
               "[-c]\n[ /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version ]\n");
     EXPECT_EQ(fs::current_path(), fs::canonical(drive() / "cygroot" / "bin"));
     std::string gcc = "c:\\gcc\\bin\\arm-elf-gcc.exe";
     EXPECT_EQ(KLXSystem::runBashGetOutput(gcc, args, &code, true), "arm-elf-gcc (GCC) 4.1.1\n");
-    EXPECT_EQ(klxtest::readBytes(tool("bash.log")),
+    EXPECT_EQ(klxtest::fakeToolLog(bash),
               "[--login]\n[-c]\n[ /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version ]\n");
     klxtest::unsetEnv("KLGCCHOME");
 

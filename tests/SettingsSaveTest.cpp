@@ -67,8 +67,9 @@ protected:
         klxtest::setEnv("HOME", (mRoot / "home").string());
         klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
         SystemProbe::mUserProfileDir.clear();
+        fs::remove(rcFile()); // a Windows profile is the machine's
         KLXSystem::resetAppPathTable();
-        fs::create_directories(drive());
+        fs::remove_all(drive() / "SDK"); // a Windows C: drive is the machine's
         fs::copy(fs::path(__FILE__).parent_path().parent_path() / "examples" / "sdk",
                  drive() / "SDK", fs::copy_options::recursive);
         write("Program Files/Eclipse/V3.2/eclipse.exe", "");
@@ -80,8 +81,8 @@ protected:
     }
     void TearDown() override { KLXSystem::resetAppPathTable(); }
 
-    fs::path drive() const { return mRoot / "prefix" / "drive_c"; }
-    fs::path rcFile() const { return mRoot / "home" / ".cvlrc"; }
+    fs::path drive() const { return klxtest::cDrive(); }
+    fs::path rcFile() const { return fs::path(klxtest::profileDirectory()) / ".cvlrc"; }
     void write(const std::string& relative, const std::string& bytes) {
         fs::create_directories((drive() / relative).parent_path());
         klxtest::writeBytes(drive() / relative, bytes);
@@ -153,7 +154,12 @@ TEST_F(SettingsSave, HistoriesRcFileAndBindings) {
 
     // A clean, non-interactive bash sources the file and lists what it
     // exported; "$KLGCCHOME" is expanded by bash itself.
-    if (fs::exists("/bin/bash")) {
+#ifdef _WIN32
+    const bool posixShell = false; // Wine would see the host's bash, not a Windows one
+#else
+    const bool posixShell = fs::exists("/bin/bash");
+#endif
+    if (posixShell) {
         std::string output;
         const std::string command =
             "env -i KLGCCHOME=/opt/gcc /bin/bash --noprofile --norc -c '. \"$0\" && exec env' '" +

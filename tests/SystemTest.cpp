@@ -23,6 +23,9 @@ struct SystemProbe : KLXSystem {
 TEST(System, FamilyIsReadOnceFromTheEnvironment) {
     // Only the exact word "9x" selects the 9x family; the family is fixed at
     // the first question.
+#ifdef _WIN32
+    GTEST_SKIP() << "Windows gives the family from its version, not from KLX_WINDOWS_FAMILY";
+#endif
     for (const char* value : {"9x", "", "9X", "nt", "9x ", "95", "unset"}) {
         SCOPED_TRACE(value);
         SystemProbe::mOsType = KLX_OS_UNKNOWN;
@@ -56,11 +59,15 @@ TEST(System, WindowsDirectoryAndDriveAreCachedTogether) {
 }
 
 TEST(System, ProfileIsHomeCachedAndRetriedWhileUnknown) {
-    const std::string home = std::getenv("HOME");
+    const std::string home = klxtest::profileDirectory();
     EXPECT_EQ(&KLXSystem::getUserProfileDir(), &SystemProbe::mUserProfileDir);
     EXPECT_EQ(SystemProbe::mUserProfileDir, home);
     klxtest::setEnv("HOME", "/elsewhere");
+    klxtest::setEnv("USERPROFILE", "C:\\elsewhere");
     EXPECT_EQ(KLXSystem::getUserProfileDir(), home);
+#ifdef _WIN32
+    GTEST_SKIP() << "a Windows user always has a profile: the rest is the POSIX host's HOME";
+#endif
 
     // Without a profile the result is empty, and the next call asks again.
     SystemProbe::mUserProfileDir.clear();

@@ -7,6 +7,7 @@
 #include "KLXVersion.h"
 
 #include "Environment.h"
+#include "FakeTool.h"
 #include "support/TestFiles.h"
 #include "support/VersionImages.h"
 
@@ -58,7 +59,7 @@ Probe file(std::string path) {
 }
 
 fs::path drive() {
-    return klxtest::testRoot() / "prefix" / "drive_c";
+    return klxtest::cDrive();
 }
 
 void touch(const fs::path& path, const std::string& bytes = "x") {
@@ -286,27 +287,21 @@ TEST_F(Version, PluginAndScriptDirectoriesByType) {
 }
 
 TEST_F(Version, CrossCompilerFromItsDirectoryNameOrItsBanner) {
-    const fs::path log = drive() / "bash.log", bash = drive() / "cygroot" / "bin" / "bash";
+    const fs::path bash = drive() / "cygroot" / "bin" / "bash";
     // The compiler's directory name tells the version; bash is not asked.
     registerCygwin("C:/cygroot");
-    touch(bash, "#!/bin/sh\necho \"$@\" >> '" + log.string() +
-                    "'\n[ \"$1\" = --login ] && shift\n"
-                    "exec /bin/sh -c \"$(printf '%s' \"$2\" | sed 's#/cygdrive/[cC]#" +
-                    drive().string() + "#g')\"\n");
-    const fs::path gcc = drive() / "gcc" / "bin" / "arm-elf-gcc.exe";
-    touch(gcc, "#!/bin/sh\n[ \"$1\" = --version ] && printf 'arm-elf-gcc (GCC) 4.1.1\\n"
-               "Copyright (C) 2006 Free Software Foundation, Inc.\\n'\n");
-    fs::permissions(bash, fs::perms::owner_all);
-    fs::permissions(gcc, fs::perms::owner_all);
+    klxtest::installFakeTool(bash);
+    klxtest::installFakeTool(drive() / "gcc" / "bin" / "arm-elf-gcc.exe");
     klxtest::setEnv("KLGCCHOME", "/cygdrive/c/gcc-3.4.4");
     EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "3.4.4.0 3.4.4");
-    EXPECT_FALSE(fs::exists(log));
+    EXPECT_FALSE(fs::exists(fs::path(bash).replace_extension(".log")));
 
     // An unversioned directory: the banner's first line.
     klxtest::setEnv("KLGCCHOME", "/cygdrive/c/gcc");
     KLXSystem::resetAppPathTable();
     EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "4.1.1.0 4.1.1");
-    EXPECT_EQ(klxtest::readBytes(log), "-c  /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version \n");
+    EXPECT_EQ(klxtest::fakeToolLog(bash),
+              "[-c]\n[ /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version ]\n");
 
     // Without bash there is no banner.
     registerCygwin("");

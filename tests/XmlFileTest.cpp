@@ -5,6 +5,7 @@
 #include "KLXXmlFile.h"
 #include "KLXXmlNode.h"
 
+#include "Environment.h"
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -252,7 +253,7 @@ TEST(XmlFile, HostileInputEndsWithoutHarm) {
 }
 
 TEST(XmlFile, WindowsPathsAndTheOpenFile) {
-    fs::path sdk = klxtest::testRoot() / "prefix" / "drive_c" / "sdk" / "os";
+    fs::path sdk = klxtest::cDrive() / "sdk" / "os";
     fs::create_directories(sdk);
     const std::string manifest = "<Manifest><Api baseband=\"kb2\"/></Manifest>";
     klxtest::writeBytes(sdk / "manifest.xml", manifest);

@@ -1,13 +1,23 @@
 #include "Environment.h"
 
+#include "TestFiles.h"
+
 #include <cstdlib>
 #include <stdexcept>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+#else
 extern char** environ;
 #endif
 
 namespace klxtest {
+
+namespace {
+#ifdef _WIN32
+std::wstring gScratchKey;
+#endif
+} // namespace
 
 void setEnv(const std::string& name, const std::string& value) {
 #ifdef _WIN32
@@ -31,6 +41,21 @@ void unsetEnv(const std::string& name) {
         throw std::runtime_error("cannot remove the environment variable " + name);
 }
 
+std::string getEnv(const std::string& name) {
+#ifdef _WIN32
+    // The block itself: the C runtime's copy misses the library's changes.
+    const DWORD size = GetEnvironmentVariableA(name.c_str(), nullptr, 0);
+    if (size == 0)
+        return "<undefined>";
+    std::string value(size, '\0');
+    value.resize(GetEnvironmentVariableA(name.c_str(), value.data(), size));
+    return value;
+#else
+    const char* value = std::getenv(name.c_str());
+    return value == nullptr ? "<undefined>" : value;
+#endif
+}
+
 std::vector<std::string> environmentEntries() {
 #ifdef _WIN32
     char** entries = _environ;
@@ -41,6 +66,108 @@ std::vector<std::string> environmentEntries() {
     for (char** entry = entries; *entry != nullptr; ++entry)
         result.push_back(*entry);
     return result;
+}
+
+std::filesystem::path cDrive() {
+#ifdef _WIN32
+    return "C:\\";
+#else
+    const std::filesystem::path drive =
+        std::filesystem::path(std::getenv("KLX_PREFIX")) / "drive_c";
+    std::filesystem::create_directories(drive);
+    return drive;
+#endif
+}
+
+std::string profileDirectory() {
+#ifdef _WIN32
+    return getEnv("USERPROFILE");
+#else
+    return getEnv("HOME");
+#endif
+}
+
+std::vector<std::string> nineXFamilyFor(const std::string& program) {
+#ifdef _WIN32
+    const std::string key = "Software\\Wine\\AppDefaults\\" + program;
+    HKEY handle = nullptr;
+    if (RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                        &handle, nullptr) != 0 ||
+        RegSetValueExA(handle, "Version", 0, REG_SZ, reinterpret_cast<const BYTE*>("win98"), 6) !=
+            0)
+        throw std::runtime_error("cannot set the Windows version of " + program);
+    RegCloseKey(handle);
+    return {};
+#else
+    (void)program;
+    return {"KLX_WINDOWS_FAMILY=9x"};
+#endif
+}
+
+std::filesystem::path programDirectory() {
+#ifdef _WIN32
+    wchar_t path[MAX_PATH];
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return std::filesystem::path(path).parent_path();
+#else
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+#endif
+}
+
+void isolateRegistry() {
+#ifdef _WIN32
+    // A test on a Wine machine of its own shares the registry with the
+    // programs it starts.
+    if (getEnv("KLX_TEST_OWN_MACHINE") == "1")
+        return;
+    gScratchKey = L"Software\\KlxTest\\" + testRoot().filename().wstring();
+    const std::pair<HKEY, const wchar_t*> roots[] = {{HKEY_CURRENT_USER, L"\\user"},
+                                                     {HKEY_LOCAL_MACHINE, L"\\machine"},
+                                                     {HKEY_CLASSES_ROOT, L"\\classes"}};
+    HKEY keys[3] = {};
+    for (int i = 0; i < 3; ++i)
+        if (RegCreateKeyExW(HKEY_CURRENT_USER, (gScratchKey + roots[i].second).c_str(), 0, nullptr,
+                            0, KEY_ALL_ACCESS, nullptr, &keys[i], nullptr) != 0)
+            throw std::runtime_error("cannot create the scratch registry keys");
+    // The system finds the user's profile directory in the machine's list of
+    // profiles, and the user's name through the computer's name: the scratch
+    // machine key gets a copy of their values.
+    for (const wchar_t* path :
+         {L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList",
+          L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName",
+          L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName"}) {
+        HKEY from = nullptr, to = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &from) == 0 &&
+            RegCreateKeyExW(keys[1], path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr) ==
+                0)
+            for (DWORD i = 0;; ++i) {
+                wchar_t name[256];
+                BYTE data[1024];
+                DWORD nameSize = 256, dataSize = sizeof data, type = 0;
+                if (RegEnumValueW(from, i, name, &nameSize, nullptr, &type, data, &dataSize) != 0)
+                    break;
+                RegSetValueExW(to, name, 0, type, data, dataSize);
+            }
+        for (HKEY key : {from, to})
+            if (key != nullptr)
+                RegCloseKey(key);
+    }
+    for (int i = 0; i < 3; ++i) {
+        if (RegOverridePredefKey(roots[i].first, keys[i]) != 0)
+            throw std::runtime_error("cannot redirect a registry root");
+        RegCloseKey(keys[i]);
+    }
+#endif
+}
+
+void endRegistryIsolation() {
+#ifdef _WIN32
+    if (gScratchKey.empty())
+        return;
+    for (HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT})
+        RegOverridePredefKey(root, nullptr);
+    RegDeleteTreeW(HKEY_CURRENT_USER, gScratchKey.c_str());
+#endif
 }
 
 } // namespace klxtest

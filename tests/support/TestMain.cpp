@@ -1,7 +1,7 @@
 // Runs the tests with KLX_PREFIX and HOME in a temporary directory of their
 // own, so that no test touches the user's files, and removes it afterwards.
-// A Windows build ignores both variables (the machine itself is used), but
-// the tests' own files still go below the temporary directory.
+// A Windows build ignores both variables (the machine itself is used): there
+// the registry roots are redirected to scratch keys instead.
 #include "Environment.h"
 #include "TestFiles.h"
 
@@ -32,8 +32,10 @@ public:
         klxtest::setEnv("HOME", (mRoot / "home").string());
         klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
         klxtest::setTestRoot(mRoot);
+        klxtest::isolateRegistry();
     }
     void TearDown() override {
+        klxtest::endRegistryIsolation();
         std::error_code ignored;
         std::filesystem::remove_all(mRoot, ignored);
     }

@@ -39,6 +39,14 @@ HANDLE inheritable(const std::string& path, DWORD access, DWORD creation) {
                        creation, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+std::string lineFeeds(const std::string& text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (text[i] != '\r' || i + 1 == text.size() || text[i + 1] != '\n')
+            result += text[i];
+    return result;
+}
+
 } // namespace
 
 ToolResult runTool(const std::string& program, const std::vector<std::string>& arguments,
@@ -89,8 +97,10 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
         result.exitCode = static_cast<int>(exitCode);
     CloseHandle(process.hThread);
     CloseHandle(process.hProcess);
-    result.out = readBytes(outFile);
-    result.err = readBytes(errFile);
+    // Text as a POSIX shell would read it: the programs write their lines in
+    // text mode, each ended by "\r\n".
+    result.out = lineFeeds(readBytes(outFile));
+    result.err = lineFeeds(readBytes(errFile));
     return result;
 }
 
