@@ -7,7 +7,30 @@
 #define KLX_CONSTANTS_H
 
 #if defined(_WIN32)
+// The Win32 types, roots and codes come from <windows.h>, included lean and
+// without its min and max macros (which would break std::min and std::max)
+// unless the includer has already chosen otherwise. The two switches are
+// dropped again afterwards so that they do not reach the includer's later
+// headers; <windows.h> itself is included only once either way, so an
+// includer that needs a part the lean form leaves out (shellapi.h, ole2.h,
+// ...) includes that header itself.
+#if !defined(NOMINMAX)
+#define NOMINMAX
+#define KLX_DEFINED_NOMINMAX
+#endif
+#if !defined(WIN32_LEAN_AND_MEAN)
+#define WIN32_LEAN_AND_MEAN
+#define KLX_DEFINED_WIN32_LEAN_AND_MEAN
+#endif
 #include <windows.h>
+#if defined(KLX_DEFINED_NOMINMAX)
+#undef NOMINMAX
+#undef KLX_DEFINED_NOMINMAX
+#endif
+#if defined(KLX_DEFINED_WIN32_LEAN_AND_MEAN)
+#undef WIN32_LEAN_AND_MEAN
+#undef KLX_DEFINED_WIN32_LEAN_AND_MEAN
+#endif
 #else
 #include <cstdint>
 #endif

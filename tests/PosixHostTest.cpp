@@ -103,6 +103,7 @@ TEST(HostPaths, FormsAndNamesWithoutRegardToCase) {
         {"C:", d},
         {"/cygdrive/c/dir/file", d + "/dir/file"},
         {"\\cygdrive\\D\\x", drive('d') + "/x"},
+        {"A:\\x", drive('a') + "/x"},
         {"/cygdrive/c", d},
         {"U:/etc", drive('u') + "/etc"},
         {std::string("C:\\a\0\\b", 7), d + "/a"},

@@ -68,7 +68,8 @@ DWORD setFileLength(HANDLE handle, std::uint64_t length);
 // file's update lock, which one handle at a time holds, across processes.
 // The lock covers no data byte (reads and writes of other handles are not
 // blocked): it only orders cooperating read-modify-write cycles. Released by
-// unlockFile or by closing the handle.
+// unlockFile or by closing the handle. A POSIX host locks only through a
+// handle with write access (ERROR_ACCESS_DENIED otherwise).
 DWORD lockFile(HANDLE handle);
 DWORD unlockFile(HANDLE handle);
 
