@@ -4,7 +4,8 @@
 //   registry    KLXRegistryKey::setValue / retValue of a 40-byte value, against
 //               RegSetValueExW / RegQueryValueExW on an open key
 //   process     KLXSystem::runGetOutput of a small program (hostname.exe),
-//               against CreateProcessW with its output on a pipe
+//               against CreateProcessW with its output on a pipe, both
+//               giving the child a hidden console when the caller has none
 //
 // Google Benchmark is not part of the Windows build, so this times by itself:
 // each case runs in batches timed with QueryPerformanceCounter, the two sides
@@ -136,8 +137,12 @@ std::string directCapture(const std::wstring& program) {
     startup.hStdError = nul;
     PROCESS_INFORMATION process = {};
     std::wstring line = L"\"" + program + L"\"";
-    if (!::CreateProcessW(program.c_str(), &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                          &startup, &process))
+    // As the library does: a caller without a console gives a console child
+    // one without a window. Without it Windows shows a console window for
+    // each run (Wine starts none, and saves the conhost process it costs).
+    const DWORD flags = ::GetConsoleWindow() == nullptr ? CREATE_NO_WINDOW : 0;
+    if (!::CreateProcessW(program.c_str(), &line[0], nullptr, nullptr, TRUE, flags, nullptr,
+                          nullptr, &startup, &process))
         fail("CreateProcessW");
     ::CloseHandle(write);
     ::CloseHandle(nul);

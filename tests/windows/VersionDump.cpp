@@ -181,6 +181,10 @@ std::string tree(const std::u16string& company, std::uint16_t language) {
 // 0x0409, would tell Wine from Windows, not the library from Windows.)
 void writeImages(const fs::path& directory) {
     const std::string sample = klxtest::sampleVersionTree();
+    // Windows reads the version resource named 1 only.
+    klxtest::ImageLayout layout;
+    std::string namedTwo = peImage(false, {{16, sample}}, &layout);
+    klxtest::put32(namedTwo, layout.nameDirectories[0] + 16, 2);
     const std::vector<std::pair<const char*, std::string>> images = {
         {"pe32-sample.dll", peImage(false, {{16, sample}})},
         {"pe32plus-sample.exe", peImage(true, {{16, sample}})},
@@ -193,6 +197,7 @@ void writeImages(const fs::path& directory) {
          peImage(true, {{16, tree(u"Neutral", 0), 0}, {16, tree(u"Deutsch", 0x0407), 0x0407}})},
         {"german-and-french.dll", peImage(false, {{16, tree(u"Deutsch", 0x0407), 0x0407},
                                                   {16, tree(u"Fran", 0x040c), 0x040c}})},
+        {"named-2.dll", namedTwo},
         {"no-resources.dll", peImage(false, {})},
         {"no-version.dll", peImage(true, {{6, std::string(16, '\0')}})},
         {"not-an-image.txt", "MZ is not enough"},

@@ -203,8 +203,9 @@ TEST_F(WindowsClients, CmdSeesTheValuesThatKlEnvWroteToKlenvBat) {
     const std::string item = "C:\\Kl Tools (x86)\\bin";
     wchar_t self[MAX_PATH];
     ::GetModuleFileNameW(nullptr, self, MAX_PATH);
-    std::wstring klenv =
+    const std::wstring program =
         quoted((std::filesystem::path(self).parent_path() / "KlEnv.exe").wstring());
+    std::wstring klenv = program;
     for (const auto& value : values)
         klenv += L" -s " + quoted(wide(value.first + "=" + value.second));
     klenv += L" -a " + quoted(wide("PATH=" + item));
@@ -226,6 +227,13 @@ TEST_F(WindowsClients, CmdSeesTheValuesThatKlEnvWroteToKlenvBat) {
     before.resize(::GetEnvironmentVariableW(L"PATH", before.data(), 32768));
     EXPECT_TRUE(lineAfter(shown("PATH"), L"PATH=", found) &&
                 found == wide(item) + L";" + std::wstring(before.begin(), before.end()));
+    // A character that the console's code page lacks cannot be written to
+    // klenv.bat: KlEnv refuses the value.
+    if (::GetOEMCP() != CP_UTF8) {
+        EXPECT_NE(run(program + L" -s KLX_AGREE_SNOW=\u2603").find("klenv.bat cannot hold"),
+                  std::string::npos);
+        EXPECT_FALSE(lineAfter(shown("KLX_AGREE_SNOW"), L"KLX_AGREE_SNOW=", found));
+    }
 
     for (const auto& value : values)
         ::RegDeleteValueW(machine, wide(value.first).c_str());

@@ -23,6 +23,10 @@ fi
 drive=$WINEPREFIX/drive_c
 root=$drive/KlxAgree
 rm -rf "$work" "$root"
+# No history on either side: the Linux program's store, and what other tests
+# of the suite left in Wine's registry.
+rm -f "$WINEPREFIX"/registry.db*
+"$wine" reg delete 'HKCU\Software\Keldmar' /f >/dev/null 2>&1 || true
 mkdir -p "$work/home" "$work/linux" "$root"
 trap 'rm -rf "$root"' EXIT
 cp -a "$source/examples/sdk" "$root/sdk"
