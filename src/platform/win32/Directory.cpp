@@ -53,6 +53,8 @@ DWORD pathError(DWORD error, const std::wstring& path) {
 
 Result<std::vector<DirectoryEntry>> listDirectory(const std::string& path) {
     std::wstring pattern = widePath(path);
+    if (hasOverlongName(pattern))
+        return {std::vector<DirectoryEntry>(), ERROR_FILENAME_EXCED_RANGE};
     // "C:" and "C:\" list the drive's directory as they stand; "" the
     // current directory.
     if (!pattern.empty() && pattern.back() != L'\\' && pattern.back() != L':')
@@ -82,6 +84,8 @@ Result<DirectoryEntry> findEntry(const std::string& path) {
     std::wstring wide = widePath(path);
     if (wide.empty())
         return {DirectoryEntry{std::string(), 0}, ERROR_PATH_NOT_FOUND};
+    if (hasOverlongName(wide))
+        return {DirectoryEntry{std::string(), 0}, ERROR_FILENAME_EXCED_RANGE};
     // "dir\" names the directory "dir", as "C:\" names the drive's root.
     bool directoryOnly = false;
     while (wide.size() > 1 && wide.back() == L'\\' && !isDriveRoot(wide)) {

@@ -117,6 +117,8 @@ Result<HANDLE> createFile(const std::string& path, unsigned access, unsigned sha
     std::wstring wide = widePath(path);
     if (wide.empty())
         return {INVALID_HANDLE_VALUE, ERROR_PATH_NOT_FOUND};
+    if (hasOverlongName(wide))
+        return {INVALID_HANDLE_VALUE, ERROR_FILENAME_EXCED_RANGE};
     HANDLE handle = ::CreateFileW(wide.c_str(), desired, shareMode, nullptr, disposition,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE)

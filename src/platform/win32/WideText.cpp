@@ -119,5 +119,16 @@ std::wstring widePath(const std::string& path) {
     return wide;
 }
 
+bool hasOverlongName(const std::wstring& path) {
+    const std::size_t kMaxName = 255;
+    std::size_t length = 0;
+    for (wchar_t c : path) {
+        length = c == L'\\' ? 0 : length + 1;
+        if (length > kMaxName)
+            return true;
+    }
+    return false;
+}
+
 } // namespace platform
 } // namespace klx

@@ -26,6 +26,11 @@ std::string toUtf8(std::wstring_view text);
 // and given the "\\?\" prefix, which lifts the limit.
 std::wstring widePath(const std::string& path);
 
+// True when a name of `path` is longer than the 255 characters file systems
+// take (Windows then reports ERROR_FILENAME_EXCED_RANGE, as a POSIX host
+// does, only as long as the path itself is short).
+bool hasOverlongName(const std::wstring& path);
+
 } // namespace platform
 } // namespace klx
 
