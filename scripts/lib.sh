@@ -36,3 +36,40 @@ klx_configure() { # build-dir, extra cmake arguments...
     shift
     cmake -S "$KLX_ROOT" -B "$dir" -G Ninja "$@"
 }
+
+# A fresh Wine machine for the rest of the script, thrown away when it ends:
+# its own WINEPREFIX (registry, C: drive) and HOME, WINEDEBUG naming any DLL
+# that a program cannot load, and one wineserver for the whole run (without
+# it, every program's server lingers for seconds after the program ends and
+# the next one waits for it). Sets wine (the 64-bit loader) and wineserver;
+# with the argument "pinned" both run on CPU 0 only (taskset), as timings
+# need.
+klx_wine_machine() {
+    local pin=()
+    [ "${1:-}" = pinned ] && pin=(taskset -c 0)
+    wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
+    wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
+    KLX_WINE_SCRATCH=$(mktemp -d)
+    export WINEPREFIX="$KLX_WINE_SCRATCH/prefix" HOME="$KLX_WINE_SCRATCH/home"
+    export WINEDEBUG=-all,err+module
+    mkdir -p "$WINEPREFIX" "$HOME"
+    trap '"$wineserver" -k 2>/dev/null || true; rm -rf "$KLX_WINE_SCRATCH"' EXIT
+
+    echo "==== a fresh Wine machine in $WINEPREFIX"
+    local start=$SECONDS
+    # A booted template, stopped so that its registry is on disk: the run's
+    # machine is a copy, and so is the machine of each test that starts the
+    # SDK's programs (tests/support/own-wine-machine).
+    export KLX_WINE_TEMPLATE="$KLX_WINE_SCRATCH/template"
+    mkdir -p "$KLX_WINE_TEMPLATE"
+    WINEPREFIX=$KLX_WINE_TEMPLATE WINEDEBUG=-all "$wine" wineboot -i >/dev/null 2>&1
+    WINEPREFIX=$KLX_WINE_TEMPLATE "$wineserver" -w
+    cp -a "$KLX_WINE_TEMPLATE/." "$WINEPREFIX"
+    # One server for the whole run: without it, every program's server
+    # lingers for seconds after the program ends and the next one waits.
+    "${pin[@]}" "$wineserver" -p >/dev/null 2>&1
+    # The machine's services start now, not from the first test, which would
+    # leave them holding CTest's output pipe.
+    WINEDEBUG=-all "${pin[@]}" "$wine" wineboot >/dev/null 2>&1
+    echo "---- took $((SECONDS - start)) s"
+}

@@ -171,7 +171,9 @@ TEST(PlatformVersionResource, MalformedLengthsAndLoops) {
     // Version tree lengths: zero, past the resource data, a child past its
     // parent, a value past its node; a resource size below its tree. The
     // resource directory: entries that point back to the root or to
-    // themselves, an entry count beyond the section, a data RVA outside it.
+    // themselves, an entry count beyond the section, a data RVA outside it; a
+    // version resource named 2, not 1, and one whose named entries would run
+    // past the section (Windows reads only the name 1).
     // Headers: e_lfanew far outside, the section's file offset and size
     // overflowing, an unknown optional header, too few data directories.
     // clang-format off
@@ -180,6 +182,7 @@ TEST(PlatformVersionResource, MalformedLengthsAndLoops) {
         {2, root + 2, 0x4000}, {4, entry + 4, 8},
         {4, section + 20, 0x80000000u}, {4, layout.nameDirectories[0] + 20, 0x80000000u},
         {4, language + 20, self}, {2, section + 14, 0xFFFF}, {4, entry, 0xFFFFFFF0u},
+        {4, layout.nameDirectories[0] + 16, 2}, {2, layout.nameDirectories[0] + 12, 0xFFFF},
         {4, entry, kSectionRva + 0x1FE},
         {4, 0x3C, 0xFFFFFFF0u}, {4, table + 20, 0xFFFFFF00u}, {2, 0x40 + 24, 0x107},
         {4, 0x40 + 24 + 92, 2}, {2, 0x40 + 6, 0xFFFF}};
@@ -192,9 +195,7 @@ TEST(PlatformVersionResource, MalformedLengthsAndLoops) {
     // end; counts and sizes that overstate what is there, where nothing past
     // the real data is needed, do not hide the version.
     const std::size_t company = image.find(utf16(u"CompanyName")) - 6;
-    for (const std::string& bytes :
-         {with(2, company + 2, 16), with(2, layout.nameDirectories[0] + 12, 0xFFFF),
-          with(4, table + 16, 0xFFFFFFFFu)}) {
+    for (const std::string& bytes : {with(2, company + 2, 16), with(4, table + 16, 0xFFFFFFFFu)}) {
         std::vector<unsigned char> block = readBlock(writeImage("over", bytes));
         EXPECT_TRUE(holdsSample(block));
     }

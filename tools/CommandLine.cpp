@@ -2,7 +2,37 @@
 
 #include "KLXCmdLineParser.h"
 
+#ifdef _WIN32
+#include <windows.h>
+
+#include <shellapi.h>
+#endif
+
 namespace {
+
+// The program's arguments as the library takes texts: in UTF-8. On Windows
+// `argv` is in the ANSI code page, which loses what it cannot hold, so the
+// arguments are split again from the wide command line.
+std::vector<std::string> utf8Arguments(int argc, char* argv[]) {
+#ifdef _WIN32
+    int count = 0;
+    LPWSTR* wide = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+    if (wide != nullptr) {
+        std::vector<std::string> arguments;
+        for (int i = 0; i < count; ++i) {
+            const int size =
+                ::WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, nullptr, 0, nullptr, nullptr);
+            std::string text(size > 0 ? static_cast<std::size_t>(size) : 1, '\0');
+            ::WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, &text[0], size, nullptr, nullptr);
+            text.resize(text.size() - 1);
+            arguments.push_back(text);
+        }
+        ::LocalFree(wide);
+        return arguments;
+    }
+#endif
+    return std::vector<std::string>(argv, argv + (argc > 0 ? argc : 0));
+}
 
 // The parser's option test ("-" or "/" and a letter), except that a longer
 // argument beginning with "/" is a path.
@@ -27,7 +57,7 @@ CommandLine::CommandLine(int argc, char* argv[], const std::string& flagLetters,
                          const std::string& valueLetters) {
     // The parser knows one-letter options only: the long ones reach it as
     // their letters.
-    std::vector<std::string> texts(argv, argv + (argc > 0 ? argc : 0));
+    std::vector<std::string> texts = utf8Arguments(argc, argv);
     for (size_t i = 1; i < texts.size(); ++i)
         if (const char* letter = shortForm(texts[i]))
             texts[i] = letter;

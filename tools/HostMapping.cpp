@@ -107,16 +107,24 @@ std::string hostPath(const std::string& path) {
 
 std::string fileProblem(const std::string& path, bool write, bool create) {
     std::error_code error;
-    fs::file_status status = fs::status(path, error);
+    // The path is UTF-8, which Windows' narrow file names are not.
+    const fs::path file = fs::u8path(path);
+    fs::file_status status = fs::status(file, error);
     if (status.type() == fs::file_type::directory)
         return "it is a directory";
     bool missing = status.type() == fs::file_type::not_found;
     if (missing && !create)
         return "";
     // A missing file is created empty, as the library itself would.
-    std::FILE* file = std::fopen(path.c_str(), missing ? "ab" : write ? "r+b" : "rb");
-    if (file == nullptr)
+    const char* mode = missing ? "ab" : write ? "r+b" : "rb";
+#ifdef _WIN32
+    std::FILE* opened =
+        ::_wfopen(file.c_str(), std::wstring(mode, mode + std::strlen(mode)).c_str());
+#else
+    std::FILE* opened = std::fopen(file.c_str(), mode);
+#endif
+    if (opened == nullptr)
         return lastError();
-    std::fclose(file);
+    std::fclose(opened);
     return "";
 }

@@ -2,7 +2,34 @@
 
 #include <cctype>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace {
+
+// Whether the code page of klenv.bat holds every character of `value`: the
+// library writes batch files in the code page cmd reads them in, the OEM one
+// on Windows, and in UTF-8 elsewhere.
+bool batchCodePageHolds(const std::string& value) {
+#ifdef _WIN32
+    const UINT codePage = ::GetOEMCP();
+    if (value.empty() || codePage == CP_UTF8)
+        return true;
+    const int size = static_cast<int>(value.size());
+    std::wstring wide(value.size(), L'\0');
+    const int length =
+        ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, value.data(), size, &wide[0], size);
+    BOOL lost = FALSE;
+    return length > 0 &&
+           ::WideCharToMultiByte(codePage, WC_NO_BEST_FIT_CHARS, wide.data(), length, nullptr, 0,
+                                 nullptr, &lost) > 0 &&
+           !lost;
+#else
+    (void)value;
+    return true;
+#endif
+}
 
 bool isNameStart(char c) {
     return c == '_' || std::isalpha(static_cast<unsigned char>(c));
@@ -69,6 +96,9 @@ std::string batchValueProblem(const std::string& value) {
                "\", which cmd would read as a command operator in klenv.bat";
     if (value.find('%') != std::string::npos)
         return "it holds \"%\", which cmd would expand as a variable in klenv.bat";
+    if (!batchCodePageHolds(value))
+        return "it holds a character that klenv.bat cannot hold: cmd reads it in the console's "
+               "code page";
     return "";
 }
 

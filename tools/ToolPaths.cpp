@@ -16,10 +16,12 @@ bool startsWith(const std::string& text, const char* prefix) {
 }
 
 // "a/./b/../c/" gives "a/c", keeping a root; the separator is `separator`.
+// Paths are UTF-8 on every host: u8path and u8string, since Windows' paths
+// from and to narrow strings use the ANSI code page.
 std::string normalized(const std::string& path, char separator) {
     std::string generic = path;
     std::replace(generic.begin(), generic.end(), '\\', '/');
-    std::string result = fs::path(generic).lexically_normal().generic_string();
+    std::string result = fs::u8path(generic).lexically_normal().generic_u8string();
     while (result.size() > 1 && result.back() == '/' && result[result.size() - 2] != ':')
         result.pop_back();
     std::replace(result.begin(), result.end(), '/', separator);
@@ -32,7 +34,7 @@ std::string absoluteHostPath(const std::string& typed) {
         return typed;
     std::error_code error;
     fs::path current = fs::current_path(error);
-    return (current / typed).generic_string();
+    return (current / fs::u8path(typed)).generic_u8string();
 }
 
 // The Windows and Cygwin forms, or "" for a host path.

@@ -91,6 +91,10 @@ KLXTextFile::KLXTextFile(std::string& path, KLXTextFileType_e type, int mode)
     default:
         break;
     }
+    // A batch file is in the code page its command interpreter reads.
+    if (type == KLX_TEXT_FILE_BATCH)
+        for (std::string& line : mLines)
+            line = klx::platform::batchText(line);
 }
 
 KLXTextFile::~KLXTextFile() {
@@ -154,10 +158,19 @@ int KLXTextFile::write() {
     // fate on failure are those of one KLXFile::write at offset 0.
     if (mHandle == INVALID_HANDLE_VALUE)
         return -1;
+    // A batch file (the type whose comments are REM lines) is written in
+    // the code page its command interpreter reads.
+    std::vector<std::string> encoded;
+    if (mCommentPrefix == KLX_STR_BATCH_REM) {
+        encoded.reserve(mLines.size());
+        for (const std::string& line : mLines)
+            encoded.push_back(klx::platform::batchBytes(line));
+    }
+    const std::vector<std::string>& lines = encoded.empty() ? mLines : encoded;
     std::size_t total = 0;
-    for (const std::string& line : mLines)
+    for (const std::string& line : lines)
         total += line.size() + mLineBreak.size();
-    if (!mLines.empty())
+    if (!lines.empty())
         total -= mLineBreak.size();
     // Nothing is written for zero bytes, nor for more than one write can take.
     if (total == 0 || total > 0xFFFFFFFFul)
@@ -184,13 +197,13 @@ int KLXTextFile::write() {
     };
 
     bool written = true;
-    for (std::size_t i = 0; written && i < mLines.size(); ++i) {
-        const std::string& line = mLines[i];
+    for (std::size_t i = 0; written && i < lines.size(); ++i) {
+        const std::string& line = lines[i];
         if (chunk.size() + line.size() <= kChunkSize)
             chunk += line;
         else
             written = flush() && put(line.data(), line.size());
-        if (i + 1 < mLines.size())
+        if (i + 1 < lines.size())
             chunk += mLineBreak;
         if (written && chunk.size() >= kChunkSize)
             written = flush();

@@ -79,6 +79,17 @@ DWORD unlockFile(HANDLE handle);
 void writeStdout(const std::string& text);
 void writeStdoutLine(const std::string& text);
 
+// ---- Batch files -------------------------------------------------------------
+
+// The bytes of a batch file's line in the code page that the host's command
+// interpreter reads batch files in: on Windows the OEM code page, which cmd
+// and COMMAND.COM use; on a POSIX host UTF-8, so the text as it is. `text` is
+// UTF-8. A character that the code page lacks is written as "?", and then
+// `lossless`, when given, is set to false.
+std::string batchBytes(const std::string& text, bool* lossless = nullptr);
+// The UTF-8 text of a batch file's bytes in that code page.
+std::string batchText(const std::string& bytes);
+
 // ---- Directories -----------------------------------------------------------
 
 // The attribute bit of a directory (_A_SUBDIR, FILE_ATTRIBUTE_DIRECTORY).
@@ -246,7 +257,8 @@ constexpr DWORD kErrorResourceDataNotFound = 1812;
 constexpr DWORD kErrorResourceTypeNotFound = 1813;
 
 // The raw VS_VERSIONINFO bytes of the RT_VERSION resource of the PE image at
-// `path` (its first name, in the language FindResource picks: the user's UI
+// `path` (the one named 1, VS_VERSION_INFO, which GetFileVersionInfo reads,
+// in the language FindResource picks: the user's UI
 // language, language-neutral, U.S. English, then the first). A POSIX host
 // also reads the same tree from its own programs (section ".klxversion" of an
 // ELF file) and finds "name.exe" as the program "name". Errors: the file's own

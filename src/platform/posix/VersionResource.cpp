@@ -42,6 +42,8 @@ namespace {
 typedef std::vector<unsigned char> Bytes;
 
 const std::uint16_t kResourceTypeVersion = 16;
+// The name of the version resource (VS_VERSION_INFO).
+const std::uint32_t kVersionInfoName = 1;
 // Level-1 entries looked at for RT_VERSION; real images have a few dozen
 // types, and a name has a language or two.
 const std::uint32_t kMaxTypeEntries = 4096;
@@ -202,7 +204,7 @@ public:
         return false;
     }
 
-    // Follows RT_VERSION, its first name and the language of that name that
+    // Follows RT_VERSION, its name 1 and the language of that name that
     // FindResource picks to the resource's data: its RVA and size.
     DWORD findVersionData(std::uint32_t& dataRva, std::uint32_t& dataSize) const {
         // Level 1: the types. Named entries come first; RT_VERSION has an ID.
@@ -229,17 +231,30 @@ public:
         if (!found)
             return kErrorResourceTypeNotFound;
 
-        // Level 2: the first name. It must be a directory, and what the
-        // language points at must be data; a pointer back into the tree
-        // therefore ends the walk.
+        // Level 2: the name 1 (VS_VERSION_INFO), the only one that
+        // GetFileVersionInfo reads; named entries come before the IDs. It
+        // must be a directory, and what the language points at must be data;
+        // a pointer back into the tree therefore ends the walk.
         if ((next & 0x80000000u) == 0)
             return ERROR_BAD_EXE_FORMAT;
         std::uint32_t directory = next & 0x7FFFFFFFu;
-        unsigned char entry[8];
-        if (!readDirectory(directory, named, ids) || named + ids == 0 ||
-            !readRva(std::uint64_t(mResourceRva) + directory + 16, entry, sizeof entry))
+        if (!readDirectory(directory, named, ids))
             return ERROR_BAD_EXE_FORMAT;
-        next = read32(entry + 4);
+        if (ids == 0)
+            return kErrorResourceTypeNotFound;
+        entries.resize(std::size_t(std::min<std::uint32_t>(ids, kMaxTypeEntries)) * 8);
+        if (!readRva(std::uint64_t(mResourceRva) + directory + 16 + std::uint64_t(named) * 8,
+                     entries.data(), entries.size()))
+            return ERROR_BAD_EXE_FORMAT;
+        found = false;
+        for (std::size_t i = 0; i < entries.size() && !found; i += 8) {
+            if (read32(entries.data() + i) == kVersionInfoName) {
+                next = read32(entries.data() + i + 4);
+                found = true;
+            }
+        }
+        if (!found)
+            return kErrorResourceTypeNotFound;
 
         // Level 3: the languages of that name.
         if ((next & 0x80000000u) == 0)

@@ -1,9 +1,10 @@
 // Version resources through the loader: the image is mapped as a data file,
-// and the RT_VERSION resource is found as FindResourceW finds it (its first
-// name, in the language that the user's UI language order picks). The bytes
-// are handed over as they are; common/VersionInfo reads the tree, the same
-// way on every host. (GetFileVersionInfoW is not used: Wine's answers 1812
-// for every file.)
+// and the RT_VERSION resource named 1 is found as FindResourceW finds it (in
+// the language that the user's UI language order picks), which is the one
+// GetFileVersionInfoW reads. The bytes are handed over as they are;
+// common/VersionInfo reads the tree, the same way on every host.
+// (GetFileVersionInfoW itself tells no file that is no image from an image
+// without a version: 1812 for both.)
 #include "platform/Platform.h"
 #include "platform/win32/Handles.h"
 #include "platform/win32/WideText.h"
@@ -16,35 +17,10 @@ namespace {
 // RT_VERSION in its wide form, whether or not UNICODE is defined.
 const LPCWSTR kVersionType = MAKEINTRESOURCEW(16);
 
-// The first name of a resource type, as FindResourceW takes it.
-struct ResourceName {
-    bool found = false;
-    bool isNumber = false;
-    WORD number = 0;
-    std::wstring text;
-
-    LPCWSTR get() const { return isNumber ? MAKEINTRESOURCEW(number) : text.c_str(); }
-};
-
-BOOL CALLBACK takeFirstName(HMODULE, LPCWSTR, LPWSTR name, LONG_PTR context) {
-    ResourceName& first = *reinterpret_cast<ResourceName*>(context);
-    first.found = true;
-    first.isNumber = IS_INTRESOURCE(name);
-    if (first.isNumber)
-        first.number = static_cast<WORD>(reinterpret_cast<ULONG_PTR>(name));
-    else
-        first.text = name;
-    return FALSE; // the first is all we need
-}
-
+// The version resource is the one named 1 (VS_VERSION_INFO), as
+// GetFileVersionInfoW reads it, in the language that FindResourceW picks.
 Result<std::string> versionResourceOf(HMODULE module) {
-    ResourceName first;
-    // The image's own resources only, not those of its language files.
-    ::EnumResourceNamesExW(module, kVersionType, takeFirstName, reinterpret_cast<LONG_PTR>(&first),
-                           RESOURCE_ENUM_LN, 0);
-    if (!first.found)
-        return {std::string(), kErrorResourceTypeNotFound};
-    HRSRC resource = ::FindResourceW(module, first.get(), kVersionType);
+    HRSRC resource = ::FindResourceW(module, MAKEINTRESOURCEW(1), kVersionType);
     if (resource == nullptr)
         return {std::string(), kErrorResourceTypeNotFound};
     HGLOBAL loaded = ::LoadResource(module, resource);

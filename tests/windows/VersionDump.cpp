@@ -1,0 +1,253 @@
+// Prints what a version reader finds in each file, in one format for every
+// reader, so that the readers can be compared line by line:
+//
+//   VersionDump [--api] PATH...     each file, or each file of a directory
+//   VersionDump --images DIR        writes the version test images into DIR
+//
+// The default reader is the library's (the platform layer's
+// readVersionResource under common/VersionInfo): on Linux the POSIX host's
+// PE parser, on Windows the Win32 backend. --api, on Windows only, reads
+// with GetFileVersionInfoW and VerQueryValueW. Per file, sorted by name:
+//
+//   NAME: error CODE
+//   NAME: fixed FILE PRODUCT flags MASK/FLAGS os OS type TYPE/SUBTYPE
+//   NAME: translation LANG CP ...
+//   NAME: LANGCP Key=text               for each standard key that is there
+//
+// Texts are printed in UTF-8; every line ends with LF.
+#include "VersionImages.h"
+
+#include "platform/common/VersionInfo.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+#endif
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const char* const kKeys[] = {"Comments",        "CompanyName",      "FileDescription",
+                             "FileVersion",     "InternalName",     "LegalCopyright",
+                             "LegalTrademarks", "OriginalFilename", "PrivateBuild",
+                             "ProductName",     "ProductVersion",   "SpecialBuild"};
+
+// One reader: the block of a file (or its error), and queries in it that
+// give bytes (binary values) or UTF-8 (texts).
+struct Reader {
+    std::function<std::uint32_t(const fs::path&, std::vector<unsigned char>&)> read;
+    std::function<bool(std::vector<unsigned char>&, const std::string&, std::string&)> query;
+};
+
+std::uint32_t word32(const std::string& bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i)
+        value |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
+    return value;
+}
+
+std::string hex(std::uint32_t value, int digits) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%0*x", digits, value);
+    return text;
+}
+
+std::string version(std::uint32_t ms, std::uint32_t ls) {
+    return std::to_string(ms >> 16) + "." + std::to_string(ms & 0xFFFF) + "." +
+           std::to_string(ls >> 16) + "." + std::to_string(ls & 0xFFFF);
+}
+
+void dumpFile(const Reader& reader, const fs::path& path, const std::string& name,
+              std::string& out) {
+    const std::string head = name + ": ";
+    std::vector<unsigned char> block;
+    const std::uint32_t error = reader.read(path, block);
+    if (error != 0) {
+        out += head + "error " + std::to_string(error) + "\n";
+        return;
+    }
+    std::string value;
+    if (reader.query(block, "\\", value) && value.size() >= 52 && word32(value, 0) == 0xFEEF04BD) {
+        out += head + "fixed " + version(word32(value, 8), word32(value, 12)) + " " +
+               version(word32(value, 16), word32(value, 20)) + " flags " +
+               hex(word32(value, 24), 1) + "/" + hex(word32(value, 28), 1) + " os " +
+               hex(word32(value, 32), 1) + " type " + hex(word32(value, 36), 1) + "/" +
+               hex(word32(value, 40), 1) + "\n";
+    } else {
+        out += head + "no fixed information\n";
+    }
+    std::vector<std::string> tables;
+    if (reader.query(block, "\\VarFileInfo\\Translation", value)) {
+        out += head + "translation";
+        for (std::size_t at = 0; at + 4 <= value.size(); at += 4) {
+            const std::uint32_t pair = word32(value, at);
+            out += " " + hex(pair & 0xFFFF, 4) + " " + hex(pair >> 16, 4);
+            tables.push_back(hex(pair & 0xFFFF, 4) + hex(pair >> 16, 4));
+        }
+        out += "\n";
+    }
+    for (const std::string& table : tables)
+        for (const char* key : kKeys)
+            if (reader.query(block, "\\StringFileInfo\\" + table + "\\" + key, value))
+                out += head + table + " " + key + "=" + value + "\n";
+}
+
+// ---- The library's reader ----------------------------------------------------
+
+std::uint32_t libraryRead(const fs::path& path, std::vector<unsigned char>& block) {
+    const std::string name = path.u8string();
+    const klx::platform::Result<std::size_t> size = klx::platform::fileVersionInfoSize(name);
+    if (!size.ok())
+        return size.error;
+    block.assign(size.value, 0);
+    return klx::platform::fileVersionInfo(name, block.data(), block.size());
+}
+
+bool libraryQuery(std::vector<unsigned char>& block, const std::string& path, std::string& value) {
+    const klx::platform::Result<klx::platform::VersionValue> found =
+        klx::platform::queryVersionValue(block.data(), block.size(), path);
+    if (!found.ok())
+        return false;
+    value.assign(static_cast<const char*>(found.value.data), found.value.length);
+    return true;
+}
+
+// ---- Windows' own reader -----------------------------------------------------
+
+#ifdef _WIN32
+std::uint32_t apiRead(const fs::path& path, std::vector<unsigned char>& block) {
+    DWORD ignored = 0;
+    const DWORD size = ::GetFileVersionInfoSizeW(path.c_str(), &ignored);
+    if (size == 0)
+        return ::GetLastError();
+    block.assign(size, 0);
+    return ::GetFileVersionInfoW(path.c_str(), 0, size, block.data()) ? 0 : ::GetLastError();
+}
+
+bool apiQuery(std::vector<unsigned char>& block, const std::string& path, std::string& value) {
+    std::wstring wide(path.begin(), path.end()); // the paths asked for are ASCII
+    void* data = nullptr;
+    UINT length = 0;
+    if (!::VerQueryValueW(block.data(), wide.c_str(), &data, &length) || data == nullptr)
+        return false;
+    if (path.rfind("\\StringFileInfo\\", 0) != 0) {
+        value.assign(static_cast<const char*>(data), length);
+        return true;
+    }
+    // A text: `length` counts its characters, up to and with the NUL.
+    const wchar_t* text = static_cast<const wchar_t*>(data);
+    const int units = static_cast<int>(::wcsnlen(text, length));
+    const int bytes = ::WideCharToMultiByte(CP_UTF8, 0, text, units, nullptr, 0, nullptr, nullptr);
+    value.assign(static_cast<std::size_t>(bytes), '\0');
+    if (bytes > 0)
+        ::WideCharToMultiByte(CP_UTF8, 0, text, units, &value[0], bytes, nullptr, nullptr);
+    return true;
+}
+#endif
+
+// ---- The test images -----------------------------------------------------------
+
+using klxtest::peImage;
+using klxtest::Resource;
+using klxtest::StringTable;
+
+// A tree whose one string table names `language`.
+std::string tree(const std::u16string& company, std::uint16_t language) {
+    const std::u16string table = klx::version::ascii16(hex(language, 4) + "04b0");
+    return klxtest::versionTree(
+        klxtest::fixedFileInfo(0x00020001u, 0x00000003u, 0x00020001u, 0x00000000u),
+        {StringTable{table, {{u"CompanyName", company}, {u"FileVersion", u"2.1.0.3"}}}},
+        {{language, 0x04b0}});
+}
+
+// The tests' images, and the choices of language on which FindResource and
+// the POSIX host agree: the user's language (English here), language-neutral,
+// else the first. Languages are listed in ascending order, as in a real image:
+// Windows searches them by halves. (Wine tries language-neutral before the
+// user's, and the user's primary language with neutral sublanguage before the
+// first: images that hold both English and neutral, or 0x0009 without
+// 0x0409, would tell Wine from Windows, not the library from Windows.)
+void writeImages(const fs::path& directory) {
+    const std::string sample = klxtest::sampleVersionTree();
+    // Windows reads the version resource named 1 only.
+    klxtest::ImageLayout layout;
+    std::string namedTwo = peImage(false, {{16, sample}}, &layout);
+    klxtest::put32(namedTwo, layout.nameDirectories[0] + 16, 2);
+    const std::vector<std::pair<const char*, std::string>> images = {
+        {"pe32-sample.dll", peImage(false, {{16, sample}})},
+        {"pe32plus-sample.exe", peImage(true, {{16, sample}})},
+        {"pe32-sample-no-extension", peImage(false, {{16, sample}})},
+        {"product.dll", klxtest::productImage(0x00050002u, 0x00000007u, u"Caf\u00e9 \u2603")},
+        {"product-unnamed.dll", klxtest::productImage(0x00010000u, 0x00000000u, u"")},
+        {"english-and-german.dll",
+         peImage(false, {{16, tree(u"Deutsch", 0x0407), 0x0407}, {16, tree(u"English", 0x0409)}})},
+        {"neutral-and-german.dll",
+         peImage(true, {{16, tree(u"Neutral", 0), 0}, {16, tree(u"Deutsch", 0x0407), 0x0407}})},
+        {"german-and-french.dll", peImage(false, {{16, tree(u"Deutsch", 0x0407), 0x0407},
+                                                  {16, tree(u"Fran", 0x040c), 0x040c}})},
+        {"named-2.dll", namedTwo},
+        {"no-resources.dll", peImage(false, {})},
+        {"no-version.dll", peImage(true, {{6, std::string(16, '\0')}})},
+        {"not-an-image.txt", "MZ is not enough"},
+    };
+    fs::create_directories(directory);
+    for (const auto& image : images)
+        std::ofstream(directory / image.first, std::ios::binary) << image.second;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.size() == 2 && args[0] == "--images") {
+        writeImages(fs::u8path(args[1]));
+        return 0;
+    }
+    Reader reader{libraryRead, libraryQuery};
+    if (!args.empty() && args[0] == "--api") {
+#ifdef _WIN32
+        reader = Reader{apiRead, apiQuery};
+        args.erase(args.begin());
+#else
+        std::fprintf(stderr, "VersionDump: --api reads with Windows' own functions\n");
+        return 2;
+#endif
+    }
+    if (args.empty()) {
+        std::fprintf(stderr, "usage: VersionDump [--api] PATH... | --images DIR\n");
+        return 2;
+    }
+    // Each file by its name, a directory's files by theirs.
+    std::vector<std::pair<std::string, fs::path>> files;
+    for (const std::string& arg : args) {
+        const fs::path path = fs::u8path(arg);
+        if (fs::is_directory(path)) {
+            for (const fs::directory_entry& entry : fs::directory_iterator(path))
+                if (entry.is_regular_file())
+                    files.emplace_back(entry.path().filename().u8string(), entry.path());
+        } else {
+            files.emplace_back(path.filename().u8string(), path);
+        }
+    }
+    std::sort(files.begin(), files.end());
+#ifdef _WIN32
+    _setmode(_fileno(stdout), _O_BINARY); // LF stays LF
+#endif
+    std::string out;
+    for (const auto& file : files)
+        dumpFile(reader, file.second, file.first, out);
+    std::fwrite(out.data(), 1, out.size(), stdout);
+    return 0;
+}
