@@ -1,7 +1,7 @@
 // Drive types of the emulated machine's drive letters: what the directory
 // behind a letter's dosdevices link lies on.
 #include "platform/Platform.h"
-#include "platform/common/AsciiText.h"
+#include "platform/common/NameRules.h"
 #include "platform/posix/HostPaths.h"
 
 #include <sys/stat.h>
@@ -49,10 +49,7 @@ unsigned driveTypeOfFileSystem(std::uint32_t magic) {
 } // namespace
 
 unsigned driveType(const std::string& root) {
-    // Only a drive root names a drive: "N:", optionally with one separator.
-    const std::size_t size = root.size();
-    if (size < 2 || size > 3 || !isAsciiLetter(root[0]) || root[1] != ':' ||
-        (size == 3 && root[2] != '\\' && root[2] != '/'))
+    if (!isDriveRoot(root))
         return kDriveNoRootDir;
 
     std::string directory = driveDirectory(root[0]);

@@ -1,6 +1,7 @@
 // The process environment, standing in for GetEnvironmentVariableW and
 // SetEnvironmentVariableW.
 #include "platform/Platform.h"
+#include "platform/common/NameRules.h"
 
 #include "platform/posix/Errors.h"
 
@@ -12,16 +13,6 @@ namespace klx {
 namespace platform {
 
 namespace {
-
-// Windows' limit on a variable's value, in characters.
-const std::size_t kMaxValue = 32767;
-
-// The names that getenv and setenv can take: getenv would match "A=B"
-// against a variable "A" whose value begins with "B=".
-bool isUsableName(const std::string& name) {
-    const char* text = name.c_str();
-    return *text != '\0' && std::strchr(text, '=') == nullptr;
-}
 
 // The UTF-16 units of a UTF-8 text: one per sequence, two for the four-byte
 // ones.
@@ -38,14 +29,14 @@ std::size_t utf16Length(const std::string& text) {
 } // namespace
 
 Result<std::string> getEnvironmentVariable(const std::string& name) {
-    const char* value = isUsableName(name) ? std::getenv(name.c_str()) : nullptr;
+    const char* value = isEnvironmentName(name) ? std::getenv(name.c_str()) : nullptr;
     if (value == nullptr)
         return Result<std::string>{std::string(), ERROR_ENVVAR_NOT_FOUND};
     return Result<std::string>{value, 0};
 }
 
 DWORD setEnvironmentVariable(const std::string& name, const std::string& value) {
-    if (!isUsableName(name) || utf16Length(value) > kMaxValue)
+    if (!isEnvironmentName(name) || utf16Length(value) > kMaxEnvironmentValue)
         return ERROR_INVALID_PARAMETER;
     if (setenv(name.c_str(), value.c_str(), 1) != 0)
         return win32Error(errno);

@@ -13,8 +13,8 @@
 // handler, or ignoring SIGCHLD, would take the exit codes of the caller's own
 // children away from it.
 #include "platform/Platform.h"
-#include "platform/common/AsciiText.h"
 #include "platform/common/CommandLineSplit.h"
+#include "platform/common/NameRules.h"
 #include "platform/common/RetryAfterSignal.h"
 #include "platform/posix/Errors.h"
 #include "platform/posix/Handles.h"
@@ -55,13 +55,6 @@ namespace {
 bool isFile(const std::string& hostPath) {
     struct stat info;
     return !hostPath.empty() && ::stat(hostPath.c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
-}
-
-bool endsWithExeNoCase(const std::string& name) {
-    if (name.size() < 4)
-        return false;
-    const char* tail = name.c_str() + name.size() - 4;
-    return compareNoCase(tail, ".exe", 4) == 0;
 }
 
 // The exit code the caller sees: the status a child exited with, or the
@@ -258,17 +251,8 @@ std::string programHostPath(const std::string& program) {
     std::string host = hostPath(program);
     if (isFile(host))
         return host;
-    std::size_t nameStart = program.find_last_of("\\/");
-    nameStart = nameStart == std::string::npos ? 0 : nameStart + 1;
-    std::string name = program.substr(nameStart);
-    if (name.empty())
-        return std::string();
-    std::string other;
-    if (endsWithExeNoCase(name))
-        other = program.substr(0, program.size() - 4);
-    else if (name.find('.') == std::string::npos)
-        other = program + ".exe";
-    if (other.empty() || other.size() == nameStart)
+    const std::string other = otherProgramName(program);
+    if (other.empty())
         return std::string();
     host = hostPath(other);
     return isFile(host) ? host : std::string();

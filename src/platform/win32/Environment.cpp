@@ -1,6 +1,7 @@
 // The process environment through GetEnvironmentVariableW and
 // SetEnvironmentVariableW.
 #include "platform/Platform.h"
+#include "platform/common/NameRules.h"
 #include "platform/win32/WideText.h"
 
 #include <cstring>
@@ -8,22 +9,8 @@
 namespace klx {
 namespace platform {
 
-namespace {
-
-// Windows' limit on a variable's value, in UTF-16 units.
-const std::size_t kMaxValue = 32767;
-
-// Names that name a variable: not empty, without "=" (Windows keeps the
-// current directories of the drives under "=C:" and the like).
-bool isUsableName(const std::string& name) {
-    const char* text = name.c_str();
-    return *text != '\0' && std::strchr(text, '=') == nullptr;
-}
-
-} // namespace
-
 Result<std::string> getEnvironmentVariable(const std::string& name) {
-    if (!isUsableName(name))
+    if (!isEnvironmentName(name))
         return {std::string(), ERROR_ENVVAR_NOT_FOUND};
     const std::wstring wideName = toWide(name.c_str());
     std::wstring buffer(256, L'\0');
@@ -48,11 +35,11 @@ Result<std::string> getEnvironmentVariable(const std::string& name) {
 }
 
 DWORD setEnvironmentVariable(const std::string& name, const std::string& value) {
-    if (!isUsableName(name))
+    if (!isEnvironmentName(name))
         return ERROR_INVALID_PARAMETER;
     const std::wstring wideValue = toWide(value.c_str());
     // Windows keeps longer values, garbled on some versions.
-    if (wideValue.size() > kMaxValue)
+    if (wideValue.size() > kMaxEnvironmentValue)
         return ERROR_INVALID_PARAMETER;
     const std::wstring wideName = toWide(name.c_str());
     if (!::SetEnvironmentVariableW(wideName.c_str(), wideValue.c_str()))

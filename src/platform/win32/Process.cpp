@@ -6,7 +6,7 @@
 // PROC_THREAD_ATTRIBUTE_HANDLE_LIST, so that no other inheritable handle of
 // the caller (another thread's pipe, say) reaches it.
 #include "platform/Platform.h"
-#include "platform/common/AsciiText.h"
+#include "platform/common/NameRules.h"
 #include "platform/win32/Handles.h"
 #include "platform/win32/OutputPipe.h"
 #include "platform/win32/WideText.h"
@@ -21,10 +21,6 @@ namespace {
 bool isFile(const std::wstring& path) {
     const DWORD attributes = ::GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-}
-
-bool endsWithExeNoCase(const std::string& name) {
-    return name.size() >= 4 && equalNoCase(std::string_view(name).substr(name.size() - 4), ".exe");
 }
 
 inline bool isUsable(HANDLE handle) {
@@ -138,18 +134,9 @@ Result<int> exitCodeOf(HANDLE process) {
 std::string programHostPath(const std::string& program) {
     if (isFile(widePath(program)))
         return toUtf8(widePath(program));
-    std::size_t nameStart = program.find_last_of("\\/");
-    nameStart = nameStart == std::string::npos ? 0 : nameStart + 1;
-    const std::string name = program.substr(nameStart);
-    if (name.empty())
-        return std::string();
     // CreateProcessW adds no ".exe" to a program's name: this does.
-    std::string other;
-    if (endsWithExeNoCase(name))
-        other = program.substr(0, program.size() - 4);
-    else if (name.find('.') == std::string::npos)
-        other = program + ".exe";
-    if (other.empty() || other.size() == nameStart)
+    const std::string other = otherProgramName(program);
+    if (other.empty())
         return std::string();
     return isFile(widePath(other)) ? toUtf8(widePath(other)) : std::string();
 }

@@ -2,6 +2,8 @@
 // int lengths, and the paths of the wide calls.
 #include "platform/win32/WideText.h"
 
+#include "platform/common/AsciiText.h"
+
 #include "KLXConstants.h"
 
 namespace klx {
@@ -30,10 +32,6 @@ std::size_t utf16PieceEnd(std::wstring_view text, std::size_t start) {
     if (text[end - 1] >= 0xD800 && text[end - 1] <= 0xDBFF)
         --end; // keep a surrogate pair together
     return end;
-}
-
-inline bool isAsciiLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
 inline char upperAscii(char c) {
