@@ -1,7 +1,7 @@
 // Fuzzes registry key paths through KLXRegistryKey: a path is accepted or
 // refused as Windows does (read up to its first NUL; a leading backslash is
 // refused; doubled and trailing backslashes name nothing; a name of more than
-// 255 characters or more than 512 levels is refused), the same every time,
+// 255 UTF-16 units or more than 512 levels is refused), the same every time,
 // and a value written through it reads back through the same path with the
 // ASCII letters' case changed.
 //
@@ -32,7 +32,14 @@ bool modelAccepts(const std::string& path) {
         std::size_t end = text.find('\\', at);
         if (end == std::string::npos)
             end = text.size();
-        const std::size_t length = end - at;
+        // Windows counts a name in UTF-16 units: a UTF-8 sequence is one,
+        // a four-byte one two.
+        std::size_t length = 0;
+        for (std::size_t i = at; i < end; ++i) {
+            const unsigned char byte = static_cast<unsigned char>(text[i]);
+            length += byte < 0x80 || byte >= 0xC0 ? 1 : 0;
+            length += byte >= 0xF0 ? 1 : 0;
+        }
         if (length > 255)
             return false;
         if (length != 0 && ++levels > 512)

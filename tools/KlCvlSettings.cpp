@@ -2,13 +2,13 @@
 // them. Run with -h for its options.
 #include "CommandLine.h"
 #include "HostMapping.h"
-#include "ProgramVersion.h"
 #include "RejectionReason.h"
 #include "SettingsElements.h"
 #include "SettingsReport.h"
 #include "SettingsSelection.h"
 #include "SettingsStore.h"
 #include "ShellText.h"
+#include "StandardOptions.h"
 #include "ToolPaths.h"
 
 #include "KLXCorvaleSettings.h"
@@ -24,10 +24,9 @@ namespace {
 
 const char kProgram[] = "KlCvlSettings";
 
-// Exit codes: a refused selection, a command line that cannot be read, and
-// settings that cannot be read or saved.
+// Exit codes besides kUsageError: a refused selection, and settings that
+// cannot be read or saved.
 constexpr int kRefused = 1;
-constexpr int kUsageError = 2;
 constexpr int kNotSaved = 3;
 
 const char kUsage[] =
@@ -137,19 +136,9 @@ std::string reportForTerminal(std::string report) {
 
 int main(int argc, char* argv[]) {
     CommandLine commandLine(argc, argv, "hiev", "f");
-    if (commandLine.hasFlag('h')) {
-        std::cout << kUsage;
-        return 0;
-    }
-    if (commandLine.hasFlag('v')) {
-        std::string version = programVersion(kProgram);
-        if (version.empty())
-            return fail(kNotSaved, "cannot read the program's own version resource");
-        std::cout << version << '\n';
-        return 0;
-    }
-    if (!commandLine.error().empty())
-        return fail(kUsageError, commandLine.error() + " (try -h)");
+    const int answered = answerStandardOptions(commandLine, kProgram, kUsage, kNotSaved);
+    if (answered >= 0)
+        return answered;
 
     std::string configFile;
     std::vector<SettingsSelection> selections;

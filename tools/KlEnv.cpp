@@ -3,8 +3,8 @@
 #include "CommandLine.h"
 #include "EnvCommand.h"
 #include "HostMapping.h"
-#include "ProgramVersion.h"
 #include "ShellText.h"
+#include "StandardOptions.h"
 #include "TextCompare.h"
 
 #include "KLXConstants.h"
@@ -22,10 +22,9 @@
 namespace {
 
 const char kProgram[] = "KlEnv";
-// Exit codes: a value refused, a command line that cannot be read, and an
-// environment that cannot be read or changed.
+// Exit codes besides kUsageError: a value refused, and an environment that
+// cannot be read or changed.
 constexpr int kRefused = 1;
-constexpr int kUsageError = 2;
 constexpr int kNotApplied = 3;
 
 const char kUsage[] =
@@ -228,19 +227,9 @@ std::string unappliedPart(const Variables& variables) {
 
 int main(int argc, char* argv[]) {
     CommandLine commandLine(argc, argv, "hvn", "sar");
-    if (commandLine.hasFlag('h')) {
-        std::cout << kUsage;
-        return 0;
-    }
-    if (commandLine.hasFlag('v')) {
-        std::string version = programVersion(kProgram);
-        if (version.empty())
-            return fail(kNotApplied, "cannot read the program's own version resource");
-        std::cout << version << '\n';
-        return 0;
-    }
-    if (!commandLine.error().empty())
-        return fail(kUsageError, commandLine.error() + " (try -h)");
+    const int answered = answerStandardOptions(commandLine, kProgram, kUsage, kNotApplied);
+    if (answered >= 0)
+        return answered;
     if (commandLine.items().empty()) {
         std::cerr << kUsage;
         return kUsageError;

@@ -1,6 +1,8 @@
 // KlxCore: XML text with the attributes that cannot matter taken out.
 #include "XmlThinner.h"
 
+#include "platform/common/AsciiText.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -28,10 +30,6 @@ bool isSpace(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-bool isAsciiLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
 bool startsWith(std::string_view text, std::size_t at, std::string_view prefix) {
     return text.size() >= at + prefix.size() && text.compare(at, prefix.size(), prefix) == 0;
 }
@@ -39,10 +37,12 @@ bool startsWith(std::string_view text, std::size_t at, std::string_view prefix) 
 // A name that any parse accepts as an attribute name without a prefix, and
 // that does not begin with the reserved "xml" in any case.
 bool isPlainName(std::string_view name) {
-    if (name.empty() || name.size() > kMaxName || !(isAsciiLetter(name[0]) || name[0] == '_'))
+    if (name.empty() || name.size() > kMaxName ||
+        !(klx::platform::isAsciiLetter(name[0]) || name[0] == '_'))
         return false;
     for (char c : name) {
-        if (!(isAsciiLetter(c) || (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '_'))
+        if (!(klx::platform::isAsciiLetter(c) || (c >= '0' && c <= '9') || c == '.' || c == '-' ||
+              c == '_'))
             return false;
     }
     const bool reserved = name.size() >= 3 && (name[0] | 0x20) == 'x' && (name[1] | 0x20) == 'm' &&
@@ -209,7 +209,7 @@ std::vector<DefaultSpan> plainDefaults(std::string_view declaration) {
             at = close + 1;
         } else {
             at = typeAt;
-            while (at < declaration.size() && isAsciiLetter(declaration[at]))
+            while (at < declaration.size() && klx::platform::isAsciiLetter(declaration[at]))
                 ++at;
             const std::string_view type = declaration.substr(typeAt, at - typeAt);
             if (std::find(std::begin(kTypes), std::end(kTypes), type) == std::end(kTypes))
@@ -302,6 +302,15 @@ bool XmlThinner::pull() {
 void XmlThinner::emit(std::size_t count) {
     mOut.append(mIn, mAt, count);
     mAt += count;
+}
+
+bool XmlThinner::unfinished(std::size_t have) {
+    if (mEnded || have > kMaxConstruct) {
+        passRest();
+        return true;
+    }
+    mRetryAt = have * 2;
+    return false;
 }
 
 void XmlThinner::passRest() {
@@ -448,14 +457,8 @@ bool XmlThinner::startTag() {
             break;
         }
     }
-    if (end == in.size()) {
-        if (mEnded || in.size() > kMaxConstruct) {
-            passRest();
-            return true;
-        }
-        mRetryAt = in.size() * 2;
-        return false;
-    }
+    if (end == in.size())
+        return unfinished(in.size());
     mRetryAt = 0;
     if (in[end] == '<' || values <= kFew) {
         // Passed as it is; a tag cut by '<' does not parse, and the parser
@@ -543,14 +546,8 @@ bool XmlThinner::doctype() {
         passRest();
         return true;
     }
-    if (end == kNotFound) {
-        if (mEnded || in.size() > kMaxConstruct) {
-            passRest();
-            return true;
-        }
-        mRetryAt = in.size() * 2;
-        return false;
-    }
+    if (end == kNotFound)
+        return unfinished(in.size());
     mRetryAt = 0;
 
     std::vector<std::vector<DefaultSpan>> spans;

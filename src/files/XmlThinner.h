@@ -50,6 +50,10 @@ private:
     bool doctype();
     void emit(std::size_t count);
     void passRest();
+    // A construct that does not end within the `have` bytes read: passed
+    // through when no more will come or it is too long to thin (true), else
+    // tried again once twice as many bytes are in (false).
+    bool unfinished(std::size_t have);
 
     FileBytes& mSource;
     std::string mKeep;

@@ -32,6 +32,25 @@ using klx::templates::TemplateSearch;
 
 namespace {
 
+struct Span {
+    std::size_t start;
+    std::size_t length;
+};
+
+// The list item around the match at `at`: with the separator before it, or
+// with the one after it when it is the first item.
+Span itemAround(const std::string& text, std::size_t at, const std::string& separator) {
+    std::size_t before = text.rfind(separator, at);
+    if (before == std::string::npos)
+        before = 0;
+    std::size_t after = text.find(separator, at);
+    if (after == std::string::npos)
+        after = text.size();
+    if (before != 0)
+        return {before, after - before};
+    return {0, std::min(after + separator.size(), text.size())};
+}
+
 // Powers of the text hash's base, grown on demand and shared by the rewrites
 // of one operation.
 class HashPowers {
@@ -111,26 +130,10 @@ public:
         for (std::size_t dropped : mDropped)
             mChain.push_back(mBackward ? oldLength - dropped : dropped);
 
-        std::size_t spanStart = at, spanLength = mPattern.size();
-        if (mWholeItem) {
-            // The item around the match, with the separator before it, or
-            // with the one after it when it is the first item.
-            std::size_t before = mText.rfind(mSeparator, at);
-            if (before == std::string::npos)
-                before = 0;
-            std::size_t after = mText.find(mSeparator, at);
-            if (after == std::string::npos)
-                after = mText.size();
-            if (before != 0) {
-                spanStart = before;
-                spanLength = after - before;
-            } else {
-                spanStart = 0;
-                spanLength = std::min(after + mSeparator.size(), mText.size());
-            }
-        }
-        replaceSpan(spanStart, spanLength);
-        planNextSearch(at, spanStart, spanLength, oldLength);
+        const Span span =
+            mWholeItem ? itemAround(mText, at, mSeparator) : Span{at, mPattern.size()};
+        replaceSpan(span.start, span.length);
+        planNextSearch(at, span.start, span.length, oldLength);
         return true;
     }
 
@@ -244,27 +247,16 @@ bool replaceEachOnce(std::string& copy, const std::string& pattern, const std::s
         const std::size_t at = TemplateSearch(copy, pattern, searchFlags).findFrom(resume);
         if (at == kNoPos)
             break;
-        std::size_t spanStart = at, spanLength = m;
-        if (wholeItem) {
-            std::size_t before = copy.rfind(separator, at);
-            if (before == std::string::npos)
-                before = 0;
-            std::size_t after = copy.find(separator, at);
-            if (after == std::string::npos)
-                after = copy.size();
-            spanStart = before;
-            spanLength =
-                before != 0 ? after - before : std::min(after + separator.size(), copy.size());
-        }
-        copy.replace(spanStart, spanLength, replacement);
+        const Span span = wholeItem ? itemAround(copy, at, separator) : Span{at, m};
+        copy.replace(span.start, span.length, replacement);
         replaced = true;
         if (!backward) {
-            resume = spanStart + replacement.size();
+            resume = span.start + replacement.size();
         } else {
             // Only occurrences that end before the inserted text.
-            if (spanStart < m)
+            if (span.start < m)
                 break;
-            resume = spanStart - m;
+            resume = span.start - m;
         }
     }
     return replaced;

@@ -19,6 +19,41 @@ bool isEnvironmentName(const std::string& name) {
     return *text != '\0' && std::strchr(text, '=') == nullptr;
 }
 
+std::size_t utf16Length(std::string_view text) {
+    std::size_t units = 0;
+    for (char c : text) {
+        const unsigned char byte = static_cast<unsigned char>(c);
+        units += (byte & 0xC0) != 0x80 ? 1 : 0;
+        units += byte >= 0xF0 ? 1 : 0;
+    }
+    return units;
+}
+
+DWORD registryKeyNames(const std::string& path, std::vector<std::string>& names) {
+    const std::string_view text(path.c_str());
+    if (!text.empty() && text[0] == '\\')
+        return ERROR_BAD_PATHNAME;
+    for (std::size_t start = 0; start < text.size();) {
+        std::size_t end = text.find('\\', start);
+        if (end == std::string_view::npos)
+            end = text.size();
+        const std::string_view name = text.substr(start, end - start);
+        if (utf16Length(name) > kMaxRegistryKeyName)
+            return ERROR_INVALID_PARAMETER;
+        if (!name.empty()) {
+            if (names.size() == kMaxRegistryDepth)
+                return ERROR_INVALID_PARAMETER;
+            names.emplace_back(name);
+        }
+        start = end + 1;
+    }
+    return 0;
+}
+
+bool fitsRegistryValueName(const std::string& name) {
+    return utf16Length(name.c_str()) <= kMaxRegistryValueName;
+}
+
 std::string otherProgramName(const std::string& program) {
     std::size_t nameStart = program.find_last_of("\\/");
     nameStart = nameStart == std::string::npos ? 0 : nameStart + 1;

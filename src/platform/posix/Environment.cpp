@@ -12,22 +12,6 @@
 namespace klx {
 namespace platform {
 
-namespace {
-
-// The UTF-16 units of a UTF-8 text: one per sequence, two for the four-byte
-// ones.
-std::size_t utf16Length(const std::string& text) {
-    std::size_t units = 0;
-    for (char c : text) {
-        const unsigned char byte = static_cast<unsigned char>(c);
-        units += (byte & 0xC0) != 0x80 ? 1 : 0;
-        units += byte >= 0xF0 ? 1 : 0;
-    }
-    return units;
-}
-
-} // namespace
-
 Result<std::string> getEnvironmentVariable(const std::string& name) {
     const char* value = isEnvironmentName(name) ? std::getenv(name.c_str()) : nullptr;
     if (value == nullptr)

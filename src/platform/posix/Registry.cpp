@@ -8,6 +8,7 @@
 // process. Every read and write is one SQLite statement or transaction of its
 // own, so each read sees what other processes have committed until then.
 #include "platform/Platform.h"
+#include "platform/common/NameRules.h"
 #include "platform/posix/HostPaths.h"
 #include "platform/posix/RegistryStore.h"
 
@@ -26,11 +27,6 @@ namespace platform {
 
 namespace {
 
-// Windows' limits: a key name of 255 characters, a value name of 16383, a
-// tree 512 keys deep.
-const std::size_t kMaxKeyName = 255;
-const std::size_t kMaxValueName = 16383;
-const std::size_t kMaxDepth = 512;
 // Connections kept open at once; tests and tools use one or two prefixes.
 const std::size_t kMaxStores = 4;
 
@@ -116,29 +112,6 @@ std::string cString(const std::string& text) {
     return std::string(text.data(), std::strlen(text.c_str()));
 }
 
-// The names of a key path. Doubled and trailing backslashes name nothing; a
-// leading one is refused, as Windows does for a path below a key.
-DWORD splitKeyPath(const std::string& path, std::vector<std::string>& names) {
-    const char* text = path.c_str();
-    if (*text == '\\')
-        return ERROR_BAD_PATHNAME;
-    for (const char* p = text; *p != '\0';) {
-        const char* end = std::strchr(p, '\\');
-        std::size_t length = end != nullptr ? static_cast<std::size_t>(end - p) : std::strlen(p);
-        if (length > kMaxKeyName)
-            return ERROR_INVALID_PARAMETER;
-        if (length != 0) {
-            if (names.size() == kMaxDepth)
-                return ERROR_INVALID_PARAMETER;
-            names.emplace_back(p, length);
-        }
-        p += length;
-        if (*p == '\\')
-            ++p;
-    }
-    return ERROR_SUCCESS;
-}
-
 // Where `key` lives: a predefined root in the current prefix's database
 // (filled into `root`), or an open key of the table. Null for a handle that
 // is neither. Called with the guard held.
@@ -167,7 +140,7 @@ RegistryStore* storeOfKey(Registry& state, HKEY key, std::int64_t& id, DWORD& er
 Result<HKEY> openKey(HKEY parent, const std::string& path, bool create) {
     Result<HKEY> result = {nullptr, ERROR_SUCCESS};
     std::vector<std::string> names;
-    result.error = splitKeyPath(path, names);
+    result.error = registryKeyNames(path, names);
     if (result.error != ERROR_SUCCESS)
         return result;
 
@@ -227,9 +200,9 @@ void closeRegistryKey(HKEY key) {
 
 Result<RegistryValue> queryRegistryValue(HKEY key, const std::string& name) {
     Result<RegistryValue> result{{std::string(), REG_NONE}, ERROR_FILE_NOT_FOUND};
-    std::string valueName = cString(name);
-    if (valueName.size() > kMaxValueName)
+    if (!fitsRegistryValueName(name))
         return result;
+    std::string valueName = cString(name);
 
     result.error = withKey(key, [&](RegistryStore& store, std::int64_t id) {
         return store.queryValue(id, valueName, result.value.data, result.value.type);
@@ -241,9 +214,9 @@ Result<RegistryValue> queryRegistryValue(HKEY key, const std::string& name) {
 
 DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void* data,
                        std::size_t size) {
-    std::string valueName = cString(name);
-    if (valueName.size() > kMaxValueName)
+    if (!fitsRegistryValueName(name))
         return ERROR_INVALID_PARAMETER;
+    std::string valueName = cString(name);
     // RegSetValueExW counts the data in a DWORD.
     if (size > 0xFFFFFFFFu || (data == nullptr && size != 0))
         return ERROR_INVALID_PARAMETER;

@@ -5,6 +5,7 @@
 // a POSIX host gives, since Wine's registry takes longer names and deeper
 // paths than Windows does: both hosts refuse the same paths.
 #include "platform/Platform.h"
+#include "platform/common/NameRules.h"
 #include "platform/win32/WideText.h"
 
 #include <algorithm>
@@ -15,11 +16,6 @@ namespace klx {
 namespace platform {
 
 namespace {
-
-// In UTF-16 units: a key name, a value name, and the names of one path.
-const std::size_t kMaxKeyName = 255;
-const std::size_t kMaxValueName = 16383;
-const std::size_t kMaxDepth = 512;
 
 const REGSAM kAccess = KEY_READ | KEY_WRITE;
 
@@ -34,30 +30,18 @@ bool isPredefined(HKEY key) {
            value <= static_cast<std::intptr_t>(static_cast<std::int32_t>(0x8FFFFFFFu));
 }
 
-// The key path, up to its first NUL, with its empty names (doubled and
-// trailing backslashes) left out. A leading backslash is refused, as Windows
-// does for a path below a key.
-DWORD keyPath(const std::string& path, std::wstring& names) {
-    const std::wstring wide = toWide(path.c_str());
-    if (!wide.empty() && wide[0] == L'\\')
-        return ERROR_BAD_PATHNAME;
-    std::size_t depth = 0;
-    for (std::size_t start = 0; start < wide.size();) {
-        std::size_t end = wide.find(L'\\', start);
-        if (end == std::wstring::npos)
-            end = wide.size();
-        const std::size_t length = end - start;
-        if (length > kMaxKeyName)
-            return ERROR_INVALID_PARAMETER;
-        if (length != 0) {
-            if (depth++ == kMaxDepth)
-                return ERROR_INVALID_PARAMETER;
-            if (!names.empty())
-                names += L'\\';
-            names.append(wide, start, length);
-        }
-        start = end + 1;
+// The key path with its empty names left out, in the form Windows takes.
+DWORD keyPath(const std::string& path, std::wstring& wide) {
+    std::vector<std::string> names;
+    if (DWORD error = registryKeyNames(path, names))
+        return error;
+    std::string joined;
+    for (const std::string& name : names) {
+        if (!joined.empty())
+            joined += '\\';
+        joined += name;
     }
+    wide = toWide(joined);
     return 0;
 }
 
@@ -89,9 +73,9 @@ void closeRegistryKey(HKEY key) {
 }
 
 Result<RegistryValue> queryRegistryValue(HKEY key, const std::string& name) {
-    const std::wstring wideName = toWide(name.c_str());
-    if (wideName.size() > kMaxValueName)
+    if (!fitsRegistryValueName(name))
         return {RegistryValue{std::string(), REG_NONE}, ERROR_FILE_NOT_FOUND};
+    const std::wstring wideName = toWide(name.c_str());
 
     std::vector<BYTE> buffer(256);
     DWORD type = REG_NONE;
@@ -120,9 +104,9 @@ Result<RegistryValue> queryRegistryValue(HKEY key, const std::string& name) {
 
 DWORD setRegistryValue(HKEY key, const std::string& name, DWORD type, const void* data,
                        std::size_t size) {
-    const std::wstring wideName = toWide(name.c_str());
-    if (wideName.size() > kMaxValueName)
+    if (!fitsRegistryValueName(name))
         return ERROR_INVALID_PARAMETER;
+    const std::wstring wideName = toWide(name.c_str());
     // The size is a DWORD for Windows.
     if (size > 0xFFFFFFFFu || (data == nullptr && size != 0))
         return ERROR_INVALID_PARAMETER;
@@ -161,7 +145,7 @@ Result<std::vector<std::string>> enumerateRegistryValueNames(HKEY key) {
     if (error != ERROR_SUCCESS)
         return {std::move(names), static_cast<DWORD>(error)};
 
-    std::wstring buffer(std::max<std::size_t>(longest, kMaxValueName) + 1, L'\0');
+    std::wstring buffer(std::max<std::size_t>(longest, kMaxRegistryValueName) + 1, L'\0');
     for (DWORD index = 0;; ++index) {
         DWORD length = static_cast<DWORD>(buffer.size());
         error =
