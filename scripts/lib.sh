@@ -23,7 +23,7 @@ klx_need_packages() {
 }
 
 # What building the library and its programs needs.
-KLX_BUILD_PACKAGES=(cmake ninja-build g++ make pkg-config libsqlite3-dev libxml2-dev)
+KLX_BUILD_PACKAGES=(cmake ninja-build g++ make pkg-config libsqlite3-dev libxml2-dev zlib1g-dev)
 # What the tests, the sanitized build, the fuzzers and the benchmarks need.
 KLX_TEST_PACKAGES=(libgtest-dev libbenchmark-dev clang libclang-rt-14-dev)
 # What the Windows build needs: the MinGW-w64 cross compiler (POSIX threads),
