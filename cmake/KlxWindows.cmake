@@ -1,8 +1,5 @@
-# What a Windows build adds, included once the library's target exists:
-# version resources, one output folder, a self-contained runtime, and no
-# benchmarks or fuzzers.
-include(${CMAKE_CURRENT_LIST_DIR}/KlxVersionResource.cmake)
-enable_language(RC)
+# What a Windows build adds, included once the library's target exists: one
+# output folder, a self-contained runtime, and no benchmarks or fuzzers.
 
 # The library and every program and test side by side, so that each program
 # finds KlxCore.dll in its own folder (Windows and Wine search it first).
@@ -17,17 +14,6 @@ if(MINGW)
   target_link_options(KlxCore PRIVATE -static)
   add_link_options(-static)
 endif()
-
-# The library's version text has four parts, as its own version tree has.
-set(KLX_DLL_VERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}.${PROJECT_VERSION_PATCH}.0)
-klx_version_resource(KlxCore FILE_TYPE VFT_DLL STRING_TABLE 040904b0
-  ORIGINAL_FILENAME KlxCore.dll
-  STRINGS FileDescription "KlxCore utility class library"
-          FileVersion ${KLX_DLL_VERSION}
-          InternalName KlxCore
-          OriginalFilename KlxCore.dll
-          ProductName KlxCore
-          ProductVersion ${KLX_DLL_VERSION})
 
 # The fuzzers drive the POSIX host's layer; of the benchmarks, a Windows
 # build has only its own timing program (bench/WindowsBench.cpp).

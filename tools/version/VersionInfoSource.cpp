@@ -1,13 +1,15 @@
-// Writes the C++ source that gives one of the SDK's programs its version
-// resource on hosts whose programs are not PE images: the VS_VERSIONINFO tree
-// as bytes, kept in the section ".klxversion", where the library's version
-// reader finds it.
+// Writes the C++ source that gives a module its version resource on hosts
+// whose modules are not PE images: the VS_VERSIONINFO tree as bytes, kept in
+// the section ".klxversion", where the library's version reader finds it. The
+// tree holds what a Windows build's resource script holds for the same
+// arguments.
 //
-//   VersionInfoSource OUTPUT PROGRAM DESCRIPTION PRODUCT MAJOR.MINOR.PATCH
+//   VersionInfoSource OUTPUT VFT_APP|VFT_DLL MAJOR.MINOR.PATCH STRING_TABLE
+//                     [NAME VALUE]...
 #include "version/VersionTree.h"
 
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -16,8 +18,8 @@ using klx::version::ascii16;
 
 namespace {
 
-bool parseVersion(const std::string& text, unsigned (&parts)[3]) {
-    return std::sscanf(text.c_str(), "%u.%u.%u", &parts[0], &parts[1], &parts[2]) == 3 &&
+bool parseVersion(const char* text, unsigned (&parts)[3]) {
+    return std::sscanf(text, "%u.%u.%u", &parts[0], &parts[1], &parts[2]) == 3 &&
            parts[0] <= 0xFFFF && parts[1] <= 0xFFFF && parts[2] <= 0xFFFF;
 }
 
@@ -25,27 +27,24 @@ bool parseVersion(const std::string& text, unsigned (&parts)[3]) {
 
 int main(int argc, char* argv[]) {
     unsigned version[3];
-    if (argc != 6 || !parseVersion(argv[5], version)) {
-        std::cerr << "usage: VersionInfoSource OUTPUT PROGRAM DESCRIPTION PRODUCT "
-                     "MAJOR.MINOR.PATCH\n";
+    const bool app = argc > 2 && std::strcmp(argv[2], "VFT_APP") == 0;
+    const bool dll = argc > 2 && std::strcmp(argv[2], "VFT_DLL") == 0;
+    if (argc < 5 || argc % 2 == 0 || !(app || dll) || !parseVersion(argv[3], version)) {
+        std::cerr << "usage: VersionInfoSource OUTPUT VFT_APP|VFT_DLL MAJOR.MINOR.PATCH "
+                     "STRING_TABLE [NAME VALUE]...\n";
         return 2;
     }
-    const std::string program = argv[2], versionText = argv[5];
+    klx::version::StringTable strings{ascii16(argv[4]), {}};
+    for (int i = 5; i + 1 < argc; i += 2)
+        strings.strings.emplace_back(ascii16(argv[i]), ascii16(argv[i + 1]));
     const std::uint32_t high = (version[0] << 16) | version[1], low = version[2] << 16;
-    const klx::version::StringTable strings{u"040904B0",
-                                            {{u"CompanyName", u"Keldmar"},
-                                             {u"FileDescription", ascii16(argv[3])},
-                                             {u"FileVersion", ascii16(versionText)},
-                                             {u"InternalName", ascii16(program)},
-                                             {u"OriginalFilename", ascii16(program + ".exe")},
-                                             {u"ProductName", ascii16(argv[4])},
-                                             {u"ProductVersion", ascii16(versionText)}}};
-    const std::string tree = klx::version::versionTree(
-        klx::version::fixedFileInfo(high, low, high, low, 1), {strings}, {{0x0409, 0x04B0}});
+    const std::string tree =
+        klx::version::versionTree(klx::version::fixedFileInfo(high, low, high, low, app ? 1 : 2),
+                                  {strings}, {{0x0409, 0x04B0}});
 
     std::ofstream out(argv[1], std::ios::binary | std::ios::trunc);
     const std::string array = "klxVersionResource[" + std::to_string(tree.size()) + "]";
-    out << "// Generated at build time: the version resource of " << program << ".\n"
+    out << "// Generated at build time: a module's version resource.\n"
         << "extern const unsigned char " << array << ";\n"
         << "__attribute__((used, section(\".klxversion\"), aligned(4)))\n"
         << "const unsigned char " << array << " = {";

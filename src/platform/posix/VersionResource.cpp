@@ -16,12 +16,12 @@
 #include "platform/posix/Errors.h"
 #include "platform/posix/Handles.h"
 #include "platform/posix/HostPaths.h"
-#include "version/VersionTree.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <functional>
 #include <sys/stat.h>
@@ -440,22 +440,13 @@ Result<std::string> readVersionResource(const std::string& path) {
 }
 
 Result<std::string> ownModuleVersionResource() {
-    using namespace klx::version;
-    const std::uint32_t major = KLXCORE_VERSION_MAJOR, minor = KLXCORE_VERSION_MINOR,
-                        patch = KLXCORE_VERSION_PATCH, build = 0;
-    const std::uint32_t high = (major << 16) | minor, low = (patch << 16) | build;
-    const std::u16string version =
-        ascii16(std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch) +
-                "." + std::to_string(build));
-    const StringTable strings{u"040904b0",
-                              {{u"FileDescription", u"KlxCore utility class library"},
-                               {u"FileVersion", version},
-                               {u"InternalName", u"KlxCore"},
-                               {u"OriginalFilename", ascii16(kSelfModuleName)},
-                               {u"ProductName", u"KlxCore"},
-                               {u"ProductVersion", version}}};
-    return Result<std::string>{
-        versionTree(fixedFileInfo(high, low, high, low), {strings}, {{0x0409, 0x04b0}}), 0};
+    // The module that holds this function, as Windows finds a module from an
+    // address in it: the library's file, which carries its version resource.
+    Dl_info module;
+    if (::dladdr(reinterpret_cast<void*>(&ownModuleVersionResource), &module) == 0 ||
+        module.dli_fname == nullptr || *module.dli_fname == '\0')
+        return Result<std::string>{std::string(), ERROR_FILE_NOT_FOUND};
+    return readVersionResource(module.dli_fname);
 }
 
 } // namespace platform
