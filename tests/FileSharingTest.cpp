@@ -1,5 +1,4 @@
-// Sharing checks that KLXFile's open modes never reach (opens that deny
-// reading to others, opens without access), and the update lock.
+// The update lock that programs applying changes to one file take turns with.
 #include "platform/Platform.h"
 
 #include "TestFiles.h"
@@ -22,27 +21,6 @@ HANDLE open(const std::string& path, unsigned access, unsigned share) {
 }
 
 } // namespace
-
-TEST(FileSharing, AccessAgainstShareMode) {
-    std::string path = (klxtest::freshDir("share") / "g").string();
-    klxtest::writeBytes(path, "g");
-    const unsigned both = ShareRead | ShareWrite;
-    const DWORD refused = ERROR_SHARING_VIOLATION;
-    const struct {
-        unsigned heldAccess, heldShare, access, share;
-        DWORD error;
-    } cases[] = {{AccessWrite, ShareWrite, AccessRead, both, refused},
-                 {AccessRead, both, AccessRead, ShareWrite, refused},
-                 {AccessWrite, ShareWrite, AccessWrite, ShareWrite, 0},
-                 {AccessWrite, ShareWrite, 0, ShareWrite, 0}};
-    for (const auto& c : cases) {
-        HANDLE held = open(path, c.heldAccess, c.heldShare);
-        Result<HANDLE> other = createFile(path, c.access, c.share, FileCreation::OpenExisting);
-        EXPECT_EQ(other.error, c.error) << &c - cases;
-        closeHandle(other.value);
-        closeHandle(held);
-    }
-}
 
 TEST(FileSharing, UpdateLockOrdersHoldersAndBlocksNoData) {
     std::string path = (klxtest::freshDir("lock") / "l").string();

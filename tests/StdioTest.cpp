@@ -2,30 +2,42 @@
 // nothing.
 #include "KLXDataStream.h"
 #include "KLXStdio.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <unistd.h>
+
 TEST(Stdio, WritesTextAsItIsAndLinesWithOneEnd) {
     ::testing::internal::CaptureStdout();
-    std::string a = "x";
-    std::string b = "y z";
-    std::string empty;
-    KLXStdio::outln(a);
-    KLXStdio::out(b);
-    KLXStdio stream;
-    EXPECT_EQ(stream.write(empty), 0);
-    EXPECT_EQ(stream.writeln(a), 0);
+    std::string x = "x", yz = "y z";
+    KLXStdio::out(yz);
+    KLXStdio stdio;
+    KLXDataStream plain;
     // Through the base interface, as a caller that holds any stream would.
-    KLXDataStream& base = stream;
-    EXPECT_EQ(base.write(b), 0);
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "x\ny zx\ny z");
+    for (KLXDataStream* stream : {static_cast<KLXDataStream*>(&stdio), &plain}) {
+        EXPECT_EQ(stream->writeln(x), 0);
+        EXPECT_EQ(stream->write(yz), 0);
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "y zx\ny z");
 }
 
-TEST(Stdio, PlainStreamWritesNothing) {
-    ::testing::internal::CaptureStdout();
-    KLXDataStream stream;
-    std::string text = "lost";
-    EXPECT_EQ(stream.write(text), 0);
-    EXPECT_EQ(stream.writeln(text), 0);
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+TEST(Stdio, LineIsFlushed) {
+    // Standard output goes to a file, which is read before anything else
+    // flushes the stream.
+    std::fflush(stdout);
+    const std::string path = (klxtest::freshDir("stdio") / "out").string();
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    ASSERT_NE(file, nullptr);
+    const int saved = ::dup(1);
+    ::dup2(::fileno(file), 1);
+    std::string x = "x";
+    KLXStdio::outln(x);
+    const std::string written = klxtest::readBytes(path);
+    std::fflush(stdout);
+    ::dup2(saved, 1);
+    ::close(saved);
+    std::fclose(file);
+    EXPECT_EQ(written.substr(0, 1), "x");
 }
