@@ -1,23 +1,31 @@
 // System environment variables on both Windows families: where each family
-// reads and writes them, and how every change is recorded for applying.
+// reads and writes them, how every change is recorded, and how the recorded
+// changes are applied: the boot batch file of 9x, the environment batch file
+// of both families, the emptied record and the forgotten tool locations.
 #include "KLXEnvVar.h"
 #include "KLXPathEnvironment.h"
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 
 #include "Environment.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
 
+namespace fs = std::filesystem;
 using Entry = std::vector<std::string>;
 using Record = std::vector<Entry>;
+using Lines = std::vector<std::string>;
 
-struct Family : KLXSystem {
+struct System : KLXSystem {
+    using KLXSystem::mAppPathTable;
     using KLXSystem::mOsType;
 };
 
@@ -28,14 +36,12 @@ std::string env(std::string name, const char* value = nullptr, bool otherFamily 
     std::string path = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
     std::string text = value == nullptr ? "" : value;
     KLXRegistryKey machine(HKEY_LOCAL_MACHINE, path);
-    if ((KLXSystem::getOsType() == KLX_OS_NT) != otherFamily) {
-        if (value != nullptr)
-            machine.setValue(name, text);
-        return machine.retValue(name);
-    }
-    if (value != nullptr)
-        klxtest::setEnv(name, value);
-    return klxtest::getEnv(name);
+    const bool nt = (KLXSystem::getOsType() == KLX_OS_NT) != otherFamily;
+    if (value != nullptr && nt)
+        machine.setValue(name, text);
+    else if (value != nullptr)
+        klxtest::setEnv(name, text);
+    return nt ? machine.retValue(name) : klxtest::getEnv(name);
 }
 
 // Runs the calls on one variable, as the library's callers do with lvalues:
@@ -65,51 +71,68 @@ Record& recorded = Var::mModifiedVarsList;
 
 // Switches the cached family and starts an empty record of changes.
 std::string useFamily(KLXOsType_e family) {
-    Family::mOsType = family;
+    System::mOsType = family;
     recorded.clear();
     return family == KLX_OS_NT ? "NT" : "9X";
+}
+
+const std::string kRemoved = "REM Removed by Keldmar Corvale settings program";
+const std::string kCall = "CALL C:\\klenv.bat";
+
+const fs::path kAutoexec = "autoexec.bat", kKlenv = "klenv.bat";
+
+// Puts `bytes` in the batch file on C:, or removes it for "-".
+void place(const fs::path& file, const std::string& bytes) {
+    fs::remove(klxtest::cDrive() / file);
+    if (bytes != "-")
+        klxtest::writeBytes(klxtest::cDrive() / file, bytes);
+}
+
+// The file's lines, every break being "\r\n": a stray "\r" or "\n" stays
+// inside its line and shows in the comparison. "-" for a missing file.
+Lines linesOf(const fs::path& file) {
+    if (!fs::exists(klxtest::cDrive() / file))
+        return {"-"};
+    return klxtest::crlfLines(klxtest::readBytes(klxtest::cDrive() / file));
+}
+
+// Applies `entries` on `family` with one tool location cached.
+void apply(KLXOsType_e family, const Record& entries) {
+    System::mOsType = family;
+    System::mAppPathTable[KLX_APP_GCC_HOME] = "C:\\gcc";
+    recorded = entries;
+    KLXEnvVar::applyChanges();
 }
 
 } // namespace
 
 TEST(EnvVar, RecordsEachSequenceOfChanges) {
-    // A list far longer than the old 1024-byte read buffer.
-    std::string longList;
-    for (int i = 0; longList.size() <= 5000; ++i)
-        longList += "C:\\tools\\element" + std::to_string(i) + ";";
     // Each row: the stored value and the calls on a variable with separator
-    // ";"; the name's entry, none when nothing is to be recorded; the value
-    // stored afterwards.
-    struct Row {
-        Entry calls, entry;
-        std::string stored;
-    };
-    const Row rows[] = {
-        {{"A", "=V", "=W"}, {";", "W"}, "W"},
-        {{"A;Y", "+X", "-Y"}, {";", "A;X", "X", "Y"}, "A;X"},
-        {{"A;Y", "-Y", "+X", "-A"}, {";", "X", "", "Y", "X", "A"}, "X"},
-        {{"A", "+X1", "+X2"}, {";", "A;X1;X2", "X1", "", "X2"}, "A;X1;X2"},
-        {{"A;Y1;B;Y2", "-Y1", "-y2"}, {";", "A;B", "", "Y1", "", "y2"}, "A;B"},
-        {{"A;%P%", "*%P%>Q"}, {";", "A;Q"}, "A;Q"},
-        {{"", "+X"}, {";", "X", "X"}, "X"},
-        {{longList + "C:\\old", "+C:\\new", "-C:\\old"},
-         {";", longList + "C:\\new", "C:\\new", "C:\\old"},
-         longList + "C:\\new"},
-        // The current value unforced, and list edits that change nothing,
-        // write and record nothing; force writes the current value.
-        {{"SAME", "^BEHIND", "=SAME", "-Z", "-", "*Z>Q", "+"}, {}, "BEHIND"},
-        {{"SAME", "^BEHIND", "!SAME"}, {";", "SAME"}, "SAME"},
+    // ";"; the name's entry, whose value is then the one stored, or none when
+    // nothing is to be written or recorded.
+    const std::pair<Entry, Entry> rows[] = {
+        {{"A", "=V", "=W"}, {";", "W"}},
+        {{"A;Y", "+X", "-Y"}, {";", "A;X", "X", "Y"}},
+        {{"A;Y", "-Y", "+X", "-A"}, {";", "X", "", "Y", "X", "A"}},
+        {{"A", "+X1", "+X2"}, {";", "A;X1;X2", "X1", "", "X2"}},
+        {{"A;Y1;B;Y2", "-Y1", "-y2"}, {";", "A;B", "", "Y1", "", "y2"}},
+        {{"A;%P%", "*%P%>Q"}, {";", "A;Q"}},
+        {{"", "+X"}, {";", "X", "X"}},
+        // The current value unforced, and list edits that change nothing;
+        // force writes the current value.
+        {{"SAME", "^BEHIND", "=SAME", "-Z", "-", "*Z>Q", "+"}, {}},
+        {{"SAME", "^BEHIND", "!SAME"}, {";", "SAME"}},
     };
     for (KLXOsType_e family : {KLX_OS_NT, KLX_OS_9X}) {
-        for (const Row& row : rows) {
-            const std::string name = "KLX_TEST_LIST_" + std::to_string(&row - rows);
+        for (const auto& [calls, expected] : rows) {
+            const std::string name = "KLX_TEST_LIST_" + std::to_string(&calls - &rows[0].first);
             SCOPED_TRACE(name + " " + useFamily(family));
-            env(name, row.calls[0].c_str());
-            Var(name, ";").run({row.calls.begin() + 1, row.calls.end()});
-            Entry entry = row.entry;
+            env(name, calls[0].c_str());
+            Var(name, ";").run({calls.begin() + 1, calls.end()});
+            Entry entry = expected;
             entry.insert(entry.begin(), name);
-            EXPECT_EQ(recorded, row.entry.empty() ? Record{} : Record{entry});
-            EXPECT_EQ(env(name), row.stored);
+            EXPECT_EQ(recorded, expected.empty() ? Record{} : Record{entry});
+            EXPECT_EQ(env(name), expected.empty() ? "BEHIND" : expected[1]);
         }
     }
 }
@@ -150,4 +173,68 @@ TEST(EnvVar, EachFamilyUsesOnlyItsOwnStoreAndEntriesByExactName) {
         element.updateEnvironment();
         EXPECT_EQ(env(name) + std::to_string(recorded.size()), "behind0");
     }
+}
+
+TEST(ApplyChanges, NineXDisablesOldDefinitionsInTheBootBatchFile) {
+    // Each row: the boot batch file, the record, the boot batch file after.
+    const std::tuple<std::string, Record, Lines> rows[] = {
+        // A plain variable, and PATH with a template removed; a call line
+        // already there, in another case, is not added again.
+        {"call c:\\KLENV.BAT\r\nSET KLCOREHOME=A\r\nset path=C;OLD;D\r\n",
+         {{"KLCOREHOME", "", "B"}, {"PATH", ";", "C;D", "", "OLD"}},
+         {"call c:\\KLENV.BAT", kRemoved, "REM SET KLCOREHOME=A", "set path=C;D", kRemoved,
+          "REM set path=C;OLD;D", ""}},
+        // Every PATH line in any case, "\n" breaks; comments, blanks before
+        // SET and PATHEXT stay; a template that matches nothing is skipped.
+        // (PATH only added to stays as it is: see the next test.)
+        {"Set Path=A;OLD\nREM SET PATH=OLD\n  SET PATH=OLD\nSET PATHEXT=.OLD\nSET PATH=OLDER;B",
+         {{"PATH", ";", "v", "X", "NONE", "", "OLD"}},
+         {"Set Path=A", kRemoved, "REM Set Path=A;OLD", "REM SET PATH=OLD", "  SET PATH=OLD",
+          "SET PATHEXT=.OLD", "SET PATH=B", kRemoved, "REM SET PATH=OLDER;B", kCall}},
+        // A variable named path in lower case is a plain variable.
+        {"SET PATH=A", {{"path", ";", "v", "", "A"}}, {kRemoved, "REM SET PATH=A", kCall}},
+    };
+    for (const auto& [before, entries, after] : rows) {
+        place(kAutoexec, before);
+        apply(KLX_OS_9X, entries);
+        EXPECT_EQ(linesOf(kAutoexec), after) << before;
+    }
+}
+
+TEST(ApplyChanges, EnvironmentBatchFileOnBothFamilies) {
+    for (KLXOsType_e family : {KLX_OS_NT, KLX_OS_9X}) {
+        SCOPED_TRACE(family == KLX_OS_NT ? "NT" : "9x");
+        // A definition already there is replaced where it stands, new ones
+        // are appended; NT never opens the boot batch file.
+        place(kAutoexec, "SET KLCOREHOME=A\r\nSET PATH=A;OLD");
+        place(kKlenv, "ECHO OFF\r\nset klcorehome=OLD\r\nREM");
+        apply(family, {{"KLCOREHOME", "", "C:\\core"},
+                       {"PATH", ",", "v", "X1", "", "X2"},
+                       {"KLEMPTY", "", ""}});
+        EXPECT_EQ(linesOf(kKlenv), (Lines{"ECHO OFF", "SET KLCOREHOME=C:\\core", "REM",
+                                          "SET PATH=X1,X2,%PATH%", "SET KLEMPTY="}));
+        const Lines boot = family == KLX_OS_NT
+                               ? Lines{"SET KLCOREHOME=A", "SET PATH=A;OLD"}
+                               : Lines{kRemoved, "REM SET KLCOREHOME=A", "SET PATH=A;OLD", kCall};
+        EXPECT_EQ(linesOf(kAutoexec), boot);
+        EXPECT_TRUE(recorded.empty());
+        EXPECT_EQ(System::mAppPathTable[KLX_APP_GCC_HOME], "");
+
+        // Nothing recorded: no file is touched and the cache stays.
+        place(kAutoexec, "-");
+        place(kKlenv, "-");
+        apply(family, {});
+        EXPECT_EQ(linesOf(kAutoexec), Lines{"-"});
+        EXPECT_EQ(linesOf(kKlenv), Lines{"-"});
+        EXPECT_EQ(System::mAppPathTable[KLX_APP_GCC_HOME], "C:\\gcc");
+        // A missing boot batch file is made on 9x only, with the call line.
+        apply(family, {{"KLTOOLS", "", "T"}});
+        EXPECT_EQ(linesOf(kAutoexec), family == KLX_OS_NT ? Lines{"-"} : Lines{kCall});
+    }
+    // A batch file that cannot be written: the record is emptied all the same.
+    place(kKlenv, "-");
+    fs::create_directory(klxtest::cDrive() / kKlenv);
+    apply(KLX_OS_9X, {{"KLTOOLS", "", "T"}});
+    EXPECT_TRUE(recorded.empty());
+    fs::remove(klxtest::cDrive() / kKlenv);
 }
