@@ -1,180 +1,53 @@
 // KLXCorvaleSettings on the sample SDK tree (examples/sdk, copied to C:\SDK):
-// the path checks, the baseband read from manifests, the configuration file
-// and registry keys the constructor uses, Instance, and the firmware following
-// the OS library's family.
+// the element table and the checks, the baseband read from manifests, the
+// configuration file, Instance, and the firmware following the OS library's
+// family.
 #include "KLXCorvaleSettings.h"
 #include "KLXPathEnvironment.h"
-#include "KLXRcFile.h"
-#include "KLXRegistryKey.h"
-#include "KLXSystem.h"
 
 #include "Environment.h"
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace fs = std::filesystem;
-using Names = std::vector<std::string>;
 
 namespace {
-
-struct Probe : KLXCorvaleSettings {
-    using KLXCorvaleSettings::CheckPathKL_CVL_IDE_ECLIPSE;
-    using KLXCorvaleSettings::CheckPathKL_CVL_IDE_FW_DEFAULT;
-    using KLXCorvaleSettings::CheckPathKL_CVL_IDE_GTS_GCC;
-    using KLXCorvaleSettings::CheckPathKL_CVL_IDE_OS_DEFAULT;
-    using KLXCorvaleSettings::CheckPathVOID;
-    using KLXCorvaleSettings::KLXCorvaleSettings;
-    using KLXCorvaleSettings::mSelectCallback;
-    using KLXCorvaleSettings::specificUpdateProcess;
-
-    std::string& value(int element) { return mElements[element]->getValue(); }
-    Names sortedList(int element) {
-        Names list = mElements[element]->mPathList;
-        std::sort(list.begin(), list.end());
-        return list;
-    }
-};
-
-// Reaches an element's protected members through member pointers, which are
-// valid on any KLXPathEnvironment.
-struct ElementProbe : KLXPathEnvironment {
-    static KLXPathEnvFormat_e format(KLXPathEnvironment* element) {
-        return element->*(&ElementProbe::mFormat);
-    }
-};
-
-struct SystemProbe : KLXSystem {
-    using KLXSystem::mUserProfileDir;
-};
 
 const char* const kVariables[] = {
     "KL_CVL_IDE_OS_DEFAULT", "KL_CVL_IDE_FW_DEFAULT", "KL_CVL_IDE_PLUGINS", "KL_CVL_IDE_GTS_GCC",
     "KL_CVL_IDE_GTS_ARM",    "KL_CVL_IDE_GTS_MINGW",  "KL_CVL_IDE_ECLIPSE"};
 
-int gCallbackCalls = 0;
-void countCall(CvlSelectElement_e) {
-    ++gCallbackCalls;
-}
-
-std::string historyKey(const std::string& variable) {
-    return std::string("Software\\Keldmar\\Corvale Settings\\") + variable + " history";
-}
-
-void writeHistory(const std::string& variable, std::string entry) {
-    std::string path = historyKey(variable), count = "count", one = "1", zero = "0";
-    KLXRegistryKey key(HKEY_CURRENT_USER, path);
-    key.setValue(count, one);
-    key.setValue(zero, entry);
-}
-
-// The keys below the settings key, each as "name:number of values", and the
-// settings key's own number of values; read from the registry's database.
-Names settingsKeys() {
-    Names rows;
-    sqlite3* db = nullptr;
-    std::string database = std::string(std::getenv("KLX_PREFIX")) + "/registry.db";
-    if (sqlite3_open_v2(database.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK)
-        sqlite3_exec(
-            db,
-            "SELECT CAST(k.name AS TEXT) || ':' ||"
-            " (SELECT COUNT(*) FROM reg_values v WHERE v.key_id = k.id) FROM reg_keys k,"
-            " (SELECT id FROM reg_keys WHERE CAST(name AS TEXT) = 'Corvale Settings') s"
-            " WHERE k.id = s.id OR k.parent = s.id ORDER BY 1",
-            [](void* out, int, char** values, char**) {
-                return static_cast<Names*>(out)->push_back(values[0]), 0;
-            },
-            &rows, nullptr);
-    sqlite3_close(db);
-    return rows;
-}
-
 class CorvaleSettings : public ::testing::Test {
 protected:
-    // Every test gets a machine of its own: profile, registry and a C: drive
-    // holding the sample SDK.
     void SetUp() override {
-        mRoot = klxtest::freshDir(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(mRoot / "home");
-        fs::create_directories(drive());
-        klxtest::setEnv("HOME", (mRoot / "home").string());
-        klxtest::setEnv("KLX_PREFIX", (mRoot / "prefix").string());
-        SystemProbe::mUserProfileDir.clear();
         fs::copy(fs::path(__FILE__).parent_path().parent_path() / "examples" / "sdk",
-                 drive() / "SDK", fs::copy_options::recursive);
-        KLXCorvaleSettings::mOSBaseBand = KLXCorvaleSettings::mFormerOSBaseBand = "pavan";
-        ASSERT_EQ(KLXCorvaleSettings::Instance, nullptr);
+                 klxtest::cDrive() / "SDK",
+                 fs::copy_options::recursive | fs::copy_options::overwrite_existing);
     }
-    void TearDown() override { EXPECT_EQ(KLXCorvaleSettings::Instance, nullptr); }
-
-    fs::path drive() const { return mRoot / "prefix" / "drive_c"; }
-    fs::path rcFile() const { return mRoot / "home" / ".cvlrc"; }
-    // Writes C:\<relative>.
-    void write(std::string relative, const std::string& bytes) {
-        std::replace(relative.begin(), relative.end(), '\\', '/');
-        fs::create_directories((drive() / relative).parent_path());
-        klxtest::writeBytes(drive() / relative, bytes);
+    // Writes C:\<relative>, given with slashes.
+    static void write(const std::string& relative, const std::string& bytes) {
+        fs::create_directories((klxtest::cDrive() / relative).parent_path());
+        klxtest::writeBytes(klxtest::cDrive() / relative, bytes);
     }
-
-    // The sample SDK chosen in the profile's .cvlrc (an OS of the family
-    // "orvan" and a firmware of "pavan"), with histories for both.
-    void chooseSampleSdk() {
-        klxtest::writeBytes(rcFile(),
-                            "# Corvale\n"
-                            "export KL_CVL_IDE_OS_DEFAULT=\"C:/SDK/OS/V3.10\"\n"
-                            "export KL_CVL_IDE_FW_DEFAULT=\"C:/SDK/Firmware/V2.00_pavan\"\n");
-        writeHistory("KL_CVL_IDE_OS_DEFAULT", "C:\\SDK\\OS");
-        writeHistory("KL_CVL_IDE_FW_DEFAULT", "C:\\SDK\\Firmware");
-    }
-
-    fs::path mRoot;
+    static fs::path rcFile() { return fs::path(klxtest::profileDirectory()) / ".cvlrc"; }
 };
 
-TEST_F(CorvaleSettings, PathChecksAndReadBaseBand) {
-    write("OS\\Broken\\manifest.xml", "<Api baseband=");
-    fs::create_directories(drive() / "OS" / "DirManifest" / "manifest.xml");
-    write("GCC\\BinFile\\bin", "");
-    fs::create_directories(drive() / "Eclipse" / "DirExe" / "eclipse.exe");
-    write("FW\\NoEmu\\manifest.xml", "<Firmware baseband=\"pavan\"/>");
-    // Each path with the answer expected: '+' accepted, '-' refused.
-    auto expect = [](bool (*check)(std::string&), const char* band, Names paths) {
-        KLXCorvaleSettings::mOSBaseBand = band;
-        for (const std::string& entry : paths) {
-            std::string path = entry.substr(1);
-            EXPECT_EQ(check(path), entry[0] == '+') << entry << " " << band;
-        }
-    };
-    expect(
-        Probe::CheckPathKL_CVL_IDE_OS_DEFAULT, "",
-        {"+C:\\SDK\\OS\\V3.10", "+C:\\OS\\Broken", "-C:\\OS\\DirManifest", "-C:\\SDK\\GCC\\V3.4"});
-    expect(Probe::CheckPathKL_CVL_IDE_GTS_GCC, "",
-           {"+C:\\SDK\\GCC\\V3.4", "+C:\\SDK\\MinGW\\V5.1", "-C:\\GCC\\BinFile", "-C:\\SDK\\GCC"});
-    expect(Probe::CheckPathKL_CVL_IDE_ECLIPSE, "",
-           {"+C:\\SDK\\Eclipse\\V3.2", "+C:\\Eclipse\\DirExe", "-C:\\SDK\\Eclipse"});
-    expect(Probe::CheckPathVOID, "", {"+", "+C:\\missing"});
-    // The firmware must be of the selected OS's family (exactly) and hold an
-    // emulator, at its top or in emu\ubex_cvl\Debug.
-    const auto fw = Probe::CheckPathKL_CVL_IDE_FW_DEFAULT;
-    expect(fw, "pavan",
-           {"+C:\\SDK\\Firmware\\V2.00_pavan", "+C:\\SDK\\Firmware\\V2.10_pavan",
-            "-C:\\SDK\\Firmware\\V3.10_orvan", "-C:\\SDK\\Firmware\\V1.00", "-C:\\FW\\NoEmu"});
-    expect(fw, "orvan", {"+C:\\SDK\\Firmware\\V3.10_orvan", "-C:\\SDK\\Firmware\\V2.00_pavan"});
-    expect(fw, "Pavan", {"-C:\\SDK\\Firmware\\V2.00_pavan"});
-    expect(fw, "", {"+C:\\SDK\\Firmware\\V1.00", "-C:\\missing"});
+} // namespace
 
+TEST_F(CorvaleSettings, ReadBaseBand) {
     // An Api without attribute (or an empty one) means "pavan"; a Firmware
     // without one means none. A manifest is written to C:\M\<n> first.
     int n = 0;
     auto band = [&](std::string path, const char* expected) {
         if (path[0] == '<') {
-            write("M\\" + std::to_string(++n) + "\\manifest.xml", path);
+            write("M/" + std::to_string(++n) + "/manifest.xml", path);
             path = "C:\\M\\" + std::to_string(n);
         }
         EXPECT_EQ(KLXCorvaleSettings::readBaseBand(path), expected) << path;
@@ -187,172 +60,113 @@ TEST_F(CorvaleSettings, PathChecksAndReadBaseBand) {
     band("<Manifest><api baseband=\"lower\"/></Manifest>", "");
     band("<Api baseband=\"x\">", "");
     band("<Firmware Baseband=\"x\"/>", "");
-    band("C:\\SDK\\OS\\V3.10", "orvan");
-    band("C:\\SDK\\OS\\V2.10", "pavan");
-    band("C:\\SDK\\Firmware\\V1.00", "");
-    band("C:\\SDK\\Plugins\\V1.00", "pavan");
-    band("C:\\missing", "");
-    // Tags with many attributes and document types with many default values
-    // reach libxml2 thinned, and read the same: a repeated attribute makes
-    // the file not well-formed, default values are not in the parsed file.
-    std::string plain, defaults;
-    for (int i = 0; i < 40; ++i) {
+    // A tag with many attributes reads the same.
+    std::string plain;
+    for (int i = 0; i < 40; ++i)
         plain += " a" + std::to_string(i) + "=\"v\"";
-        defaults += " d" + std::to_string(i) + " CDATA \"v\"";
-    }
     band("<m><Api" + plain + " baseband=\"many\"/></m>", "many");
-    band("<m><Api" + plain + " a7=\"again\" baseband=\"x\"/></m>", "");
-    band("<!DOCTYPE m [<!ATTLIST Api" + defaults + " baseband CDATA \"dtd\">]><m><Api/></m>",
-         "pavan");
-    // An entity reference in a value is not text in the parsed file, and
-    // entities that expand a billionfold are refused.
-    band("<!DOCTYPE m [<!ENTITY b \"orvan\">]><m><Api baseband=\"&b;\"/></m>", "pavan");
-    band("<!DOCTYPE m [<!ENTITY b \"orvan\">]><m><Api baseband=\"x&b;\"/></m>", "x");
-    std::string bomb = "<!DOCTYPE m [<!ENTITY e0 \"lol\">";
-    for (int i = 1; i <= 9; ++i) {
-        bomb += "<!ENTITY e" + std::to_string(i) + " \"";
-        for (int j = 0; j < 10; ++j)
-            bomb += "&e" + std::to_string(i - 1) + ";";
-        bomb += "\">";
-    }
-    band(bomb + "]><m><Api baseband=\"&e9;\"/></m>", "");
 
     // One shared result, overwritten by each call, even by one given it.
     std::string first = "C:\\SDK\\OS\\V3.10", second = "C:\\M\\3";
     std::string& result = KLXCorvaleSettings::readBaseBand(first);
     EXPECT_EQ(&KLXCorvaleSettings::readBaseBand(second), &result);
-    EXPECT_EQ(result, "deep");
     EXPECT_EQ(KLXCorvaleSettings::readBaseBand(result), "");
 }
 
-TEST_F(CorvaleSettings, ConfigurationFileRegistryKeysAndInstance) {
-    for (std::string config : {"", "C:\\missing.cvlrc", "C:\\SDK\\no*.rc"}) {
-        SCOPED_TRACE(config);
-        fs::remove(rcFile());
-        Probe settings(countCall, config);
-        EXPECT_EQ(KLXCorvaleSettings::Instance, &settings);
-        EXPECT_EQ(settings.mSelectCallback, &countCall);
-        EXPECT_EQ(settings.getCurrentConfigFile(), "");
-        ASSERT_TRUE(fs::is_regular_file(rcFile()));
-        EXPECT_EQ(fs::file_size(rcFile()), 0u);
-        for (int element = 0; element < 7; ++element) {
-            EXPECT_EQ(settings.value(element), "");
-            EXPECT_EQ(settings.mElements[element]->getName(), kVariables[element]);
-            EXPECT_EQ(ElementProbe::format(settings.mElements[element]), KLX_PATH_ENV_SLASHES);
-        }
-        // The settings key and its seven history keys exist, all without
-        // values: only updateEnvironment writes the histories.
-        Names expected = {"Corvale Settings:0"};
-        for (const char* variable : kVariables)
-            expected.push_back(std::string(variable) + " history:0");
-        std::sort(expected.begin(), expected.end());
-        EXPECT_EQ(settingsKeys(), expected);
-    }
-    EXPECT_FALSE(fs::exists(drive() / "missing.cvlrc"));
+TEST_F(CorvaleSettings, ConfigurationFileElementsAndInstance) {
+    std::string lines;
+    for (const char* variable : kVariables)
+        lines += std::string("export ") + variable + "=\"C:/SDK/V1\"\n";
+    write("cfg/project.cvlrc", lines);
+    std::string missing = "C:\\missing.cvlrc", config = "C:\\cfg\\project.cvlrc", none;
+    // A chosen file that does not exist is ignored: the profile's .cvlrc is
+    // used, and created.
+    fs::remove(rcFile());
+    EXPECT_EQ(KLXCorvaleSettings(nullptr, missing).getCurrentConfigFile(), "");
+    EXPECT_TRUE(fs::exists(rcFile()));
+    EXPECT_FALSE(fs::exists(klxtest::cDrive() / "missing.cvlrc"));
     EXPECT_EQ(KLXCorvaleSettings::Instance, nullptr);
 
-    // A chosen file that exists holds the values, and the profile's file is
-    // not touched. A second object does not replace the first as Instance.
-    fs::remove(rcFile());
-    write("cfg\\project.cvlrc", "export KL_CVL_IDE_ECLIPSE=\"C:/SDK/Eclipse/V3.2\"\n"
-                                "export KL_CVL_IDE_GTS_ARM=\"/opt/arm\"\n");
-    std::string config = "C:\\cfg\\project.cvlrc", none;
-    Probe settings(nullptr, config);
-    EXPECT_EQ(settings.getCurrentConfigFile(), "C:\\cfg\\project.cvlrc");
-    EXPECT_FALSE(fs::exists(rcFile()));
-    { Probe second(nullptr, none); }
+    // A second object does not replace the first as Instance.
+    KLXCorvaleSettings settings(nullptr, config);
+    EXPECT_EQ(settings.getCurrentConfigFile(), config);
+    EXPECT_EQ(KLXCorvaleSettings(nullptr, none).getCurrentConfigFile(), "");
     EXPECT_EQ(KLXCorvaleSettings::Instance, &settings);
-    EXPECT_EQ(settings.value(CVL_ELEMENT_ECLIPSE), "C:\\SDK\\Eclipse\\V3.2");
-    EXPECT_EQ(settings.value(CVL_ELEMENT_GTS_ARM), "U:\\opt\\arm");
-    EXPECT_EQ(ElementProbe::format(settings.mElements[6]), KLX_PATH_ENV_SLASHES_NO_NET_DRIVE);
-    EXPECT_EQ(gCallbackCalls, 0);
+    // The plug-in and ARM elements keep their value as history; the others
+    // browse the directory above it.
+    for (int element = 0; element < 7; ++element) {
+        EXPECT_EQ(settings.mElements[element]->getName(), kVariables[element]);
+        const char* history = element == 2 || element == 4 ? "C:\\SDK\\V1" : "C:\\SDK";
+        EXPECT_EQ(settings.mElements[element]->mHistoryList, std::vector<std::string>{history});
+    }
 }
 
-TEST_F(CorvaleSettings, FirmwareFollowsTheOsFamily) {
-    chooseSampleSdk();
-    const std::string before = klxtest::readBytes(rcFile()), fw = "C:\\SDK\\Firmware\\";
+TEST_F(CorvaleSettings, ChecksAndTheFirmwareFollowingTheOsFamily) {
+    klxtest::writeBytes(rcFile(), "export KL_CVL_IDE_OS_DEFAULT=\"C:/SDK/OS/V3.10\"\n"
+                                  "export KL_CVL_IDE_FW_DEFAULT=\"C:/SDK/Firmware/V3.10_orvan\"\n");
+    write("SDK/OS/V9.00/manifest.xml", "not xml");
+    write("SDK/OS/V9.10/manifest.xml", "<Api baseband=\"zorvan\"/>");
+    fs::create_directories(klxtest::cDrive() / "OS/DirManifest/manifest.xml");
+    write("GCC/BinFile/bin", "");
+    fs::create_directories(klxtest::cDrive() / "Eclipse/DirExe/eclipse.exe");
+    write("FW/NoEmu/manifest.xml", "<Firmware baseband=\"pavan\"/>");
+    std::string& family = KLXCorvaleSettings::mOSBaseBand;
+    std::string& former = KLXCorvaleSettings::mFormerOSBaseBand;
+    family = "pavan";
     std::string none;
-    Probe settings(nullptr, none);
-    auto& osBand = KLXCorvaleSettings::mOSBaseBand;
-    auto& formerBand = KLXCorvaleSettings::mFormerOSBaseBand;
+    KLXCorvaleSettings settings(nullptr, none);
+    const std::string fw = "C:\\SDK\\Firmware\\", orvan = fw + "V3.10_orvan", v1 = fw + "V1.00";
+    // The OS family is known before the firmware history is browsed.
+    EXPECT_EQ(family + " " + former, "orvan pavan");
+    EXPECT_EQ(settings.mElements[CVL_ELEMENT_FW_DEFAULT]->mPathList, std::vector{orvan});
 
-    // The OS family is known before the firmware history is browsed; the
-    // firmware value itself is not moved by the constructor.
-    EXPECT_EQ(osBand + formerBand, "orvanpavan");
-    EXPECT_EQ(settings.sortedList(CVL_ELEMENT_OS_DEFAULT),
-              (Names{"C:\\SDK\\OS\\V2.00", "C:\\SDK\\OS\\V2.10", "C:\\SDK\\OS\\V3.10"}));
-    EXPECT_EQ(settings.sortedList(CVL_ELEMENT_FW_DEFAULT), Names{fw + "V3.10_orvan"});
-    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V2.00_pavan");
-
-    // The current value again, with a trailing backslash: accepted, no
-    // baseband step.
-    formerBand = "untouched";
-    std::string same = "C:\\SDK\\OS\\V3.10\\";
-    EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, same));
-    EXPECT_EQ(same, "C:\\SDK\\OS\\V3.10");
-    EXPECT_EQ(formerBand, "untouched");
-
-    // An index out of range changes no value but reads the baseband again.
-    settings.updatePathFromHistory(CVL_ELEMENT_OS_DEFAULT, 99);
-    EXPECT_EQ(settings.value(CVL_ELEMENT_OS_DEFAULT), "C:\\SDK\\OS\\V3.10");
-    EXPECT_EQ(formerBand + osBand, "orvanorvan");
-    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V2.00_pavan");
-
-    // Another family: the firmware moves to the first one of that family.
-    std::string pavanOs = "C:\\SDK\\OS\\V2.10";
-    EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, pavanOs));
-    EXPECT_EQ(osBand + formerBand, "pavanorvan");
-    EXPECT_EQ(settings.sortedList(CVL_ELEMENT_FW_DEFAULT),
-              (Names{fw + "V2.00_pavan", fw + "V2.10_pavan"}));
-    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), settings.mElements[1]->mPathList[0]);
-
-    // The same family: the firmware stays where the user put it.
-    std::string chosen = fw + "V2.10_pavan";
-    EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_FW_DEFAULT, chosen));
-    const Names& osList = settings.mElements[CVL_ELEMENT_OS_DEFAULT]->mPathList;
-    auto indexOf = [&](const char* path) {
-        return static_cast<int>(std::find(osList.begin(), osList.end(), path) - osList.begin());
+    const auto os = CVL_ELEMENT_OS_DEFAULT, firmware = CVL_ELEMENT_FW_DEFAULT;
+    // The element, the path typed or (after "#") the entry picked from its
+    // list, whether it is taken, then the families (new and former) and the
+    // firmware's value.
+    const std::tuple<CvlSelectElement_e, std::string, bool, const char*, std::string> steps[] = {
+        // The current value again, with a trailing backslash: no change, so
+        // the family is not read again.
+        {os, "C:\\SDK\\OS\\V3.10\\", true, "orvan pavan", orvan},
+        // An index out of range changes no value but reads the family again.
+        {os, "#-1", true, "orvan orvan", orvan},
+        {os, "#99", true, "orvan orvan", orvan},
+        // An OS library holds a "manifest.xml" file.
+        {os, "C:\\OS\\DirManifest", false, "orvan orvan", orvan},
+        // Another family: the firmware moves to the first one of that family.
+        {os, "C:\\SDK\\OS\\V2.10", true, "pavan orvan", fw + "V2.00_pavan"},
+        // The same family: the firmware stays where the user put it. A
+        // firmware holds an emulator, at its top or in emu\ubex_cvl\Debug.
+        {firmware, "C:\\FW\\NoEmu", false, "pavan orvan", fw + "V2.00_pavan"},
+        {firmware, fw + "V2.10_pavan", true, "pavan orvan", fw + "V2.10_pavan"},
+        {os, "#C:\\SDK\\OS\\V2.00", true, "pavan pavan", fw + "V2.10_pavan"},
+        {os, "#C:\\SDK\\OS\\V3.10", true, "orvan pavan", orvan},
+        // An OS whose family reads empty leaves the firmware alone; then only
+        // a firmware without a family is taken.
+        {os, "C:\\SDK\\OS\\V9.00", true, " orvan", orvan},
+        {firmware, fw + "V2.10_pavan", false, " orvan", orvan},
+        {firmware, v1, true, " orvan", v1},
+        // An OS without any firmware of its family leaves the firmware alone.
+        {os, "C:\\SDK\\OS\\V9.10", true, "zorvan ", v1},
+        // The other elements read no family. GCC and MinGW take a "bin"
+        // directory, Eclipse anything named "eclipse.exe", the plug-ins and
+        // ARM any directory.
+        {CVL_ELEMENT_GTS_GCC, "C:\\SDK\\GCC\\V3.4", true, "zorvan ", v1},
+        {CVL_ELEMENT_GTS_MINGW, "C:\\GCC\\BinFile", false, "zorvan ", v1},
+        {CVL_ELEMENT_ECLIPSE, "C:\\Eclipse\\DirExe", true, "zorvan ", v1},
+        {CVL_ELEMENT_ECLIPSE, "C:\\SDK\\Eclipse", false, "zorvan ", v1},
+        {CVL_ELEMENT_PLUGINS, "C:\\GCC\\BinFile", true, "zorvan ", v1},
     };
-    settings.updatePathFromHistory(CVL_ELEMENT_OS_DEFAULT, indexOf("C:\\SDK\\OS\\V2.00"));
-    EXPECT_EQ(settings.value(CVL_ELEMENT_OS_DEFAULT), "C:\\SDK\\OS\\V2.00");
-    EXPECT_EQ(formerBand + osBand, "pavanpavan");
-    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), chosen);
-
-    // Back to the other family through the history.
-    settings.updatePathFromHistory(CVL_ELEMENT_OS_DEFAULT, indexOf("C:\\SDK\\OS\\V3.10"));
-    EXPECT_EQ(osBand, "orvan");
-    EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V3.10_orvan");
-
-    // An OS whose family reads empty, or one without any firmware, leaves the
-    // firmware alone.
-    write("SDK\\OS\\V9.00\\manifest.xml", "not xml");
-    write("SDK\\OS\\V9.10\\manifest.xml", "<Api baseband=\"zorvan\"/>");
-    for (std::string os : {"C:\\SDK\\OS\\V9.00", "C:\\SDK\\OS\\V9.10"}) {
-        EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, os));
-        EXPECT_EQ(settings.value(CVL_ELEMENT_FW_DEFAULT), fw + "V3.10_orvan");
+    for (auto [element, path, taken, families, firmwareValue] : steps) {
+        const std::vector<std::string>& list = settings.mElements[element]->mPathList;
+        const auto at = std::find(list.begin(), list.end(), path.substr(1));
+        const int listed = at == list.end() ? -1 : static_cast<int>(at - list.begin());
+        if (path[0] != '#')
+            EXPECT_EQ(settings.updatePathFromString(element, path), taken) << path;
+        else
+            settings.updatePathFromHistory(element,
+                                           listed < 0 ? std::stoi(path.substr(1)) : listed);
+        EXPECT_EQ(family + " " + former, families) << path;
+        EXPECT_EQ(settings.mElements[firmware]->getValue(), firmwareValue) << path;
     }
-    EXPECT_EQ(osBand, "zorvan");
-    EXPECT_TRUE(settings.sortedList(CVL_ELEMENT_FW_DEFAULT).empty());
-
-    // A refused path runs nothing; nor do the other elements, or numbers that
-    // name no element.
-    std::string refused = "C:\\SDK\\GCC";
-    osBand = "a", formerBand = "b";
-    EXPECT_FALSE(settings.updatePathFromString(CVL_ELEMENT_OS_DEFAULT, refused));
-    for (int element : {1, 2, 3, 4, 5, 6, 7, -1, 1000}) {
-        settings.specificUpdateProcess(static_cast<CvlSelectElement_e>(element));
-        settings.updatePathFromHistory(static_cast<CvlSelectElement_e>(element), 0);
-    }
-    std::string eclipse = "C:\\SDK\\Eclipse\\V3.2";
-    EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_ECLIPSE, eclipse));
-    EXPECT_EQ(osBand + formerBand, "ab");
-
-    // Nothing reaches the disk or the registry without updateEnvironment.
-    EXPECT_EQ(klxtest::readBytes(rcFile()), before);
-    Names keys = settingsKeys();
-    EXPECT_EQ(keys[0] + " " + keys[2] + " " + keys[3],
-              "Corvale Settings:0 KL_CVL_IDE_FW_DEFAULT history:2 KL_CVL_IDE_GTS_ARM history:0");
-    EXPECT_EQ(gCallbackCalls, 0);
 }
-
-} // namespace
