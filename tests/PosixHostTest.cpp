@@ -1,7 +1,8 @@
 // How a POSIX host stands in for Windows: the prefix tree and its drive
 // links, Windows and Cygwin path forms with names matched without regard to
-// letter case, drive types, the version section of host programs and the
-// permissions of new files.
+// letter case, drive types, the programs it starts, and the version
+// resources of PE images and of host programs in ELF form, built here and
+// broken in the ways a file can be.
 // The platform layer stays hidden inside the library; this test links its own
 // copy of it.
 #include "platform/Platform.h"
@@ -13,220 +14,406 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
 using namespace klx::platform;
+using namespace klxtest;
 
 namespace {
 
-std::string prefix() {
-    return (klxtest::testRoot() / "prefix").string();
-}
 std::string drive(char letter) {
-    return prefix() + "/dosdevices/" + letter + ":";
+    return (testRoot() / "prefix" / "dosdevices").string() + "/" + letter + ":";
 }
+
+// The exit code, or -1 when nothing ran.
+int spawn(const std::string& program, const std::string& line, bool wait = true) {
+    return spawnProcess(program, line, wait).value;
+}
+
+Result<CapturedRun> shell(const std::string& script, std::size_t limit = std::size_t(-1)) {
+    return captureProcess("/bin/sh", "sh -c \"" + script + "\"", limit);
+}
+
+// What the version reader finds in `bytes` written as a file: "none", or the
+// fixed information and two texts, each followed by "|" ("-" when missing).
+std::string versionOf(const std::string& bytes) {
+    static int count = 0;
+    const std::string path = (testRoot() / ("image" + std::to_string(count++))).string();
+    writeBytes(path, bytes);
+    const Result<std::size_t> size = fileVersionInfoSize(path);
+    std::vector<unsigned char> block(size.value);
+    if (!size.ok() || fileVersionInfo(path, block.data(), block.size()) != 0)
+        return "none";
+    std::string found;
+    for (const char* name : {"\\", "\\StringFileInfo\\040904b0\\CompanyName",
+                             "\\StringFileInfo\\040704e4\\ProductName"}) {
+        const Result<VersionValue> value = queryVersionValue(block.data(), block.size(), name);
+        found +=
+            value.ok()
+                ? std::string(static_cast<const char*>(value.value.data), value.value.length) + "|"
+                : "-|";
+    }
+    return found;
+}
+
+const std::string kSample = sampleVersionTree();
+const std::string kSampleFound = kSample.substr(40, 52) + "|Keldmar|Produkt|";
 
 } // namespace
 
 TEST(PosixHost, PrefixTree) {
-    // Only a drive path needs the prefix.
-    fs::path dir = klxtest::freshDir("plain");
+    // Only a drive path needs the prefix; it is made private, with the drive
+    // links, and a new file is never writable by others, whatever the umask.
+    const fs::path prefix = testRoot() / "prefix", dir = freshDir("plain");
     EXPECT_EQ(hostPath(dir.string() + "\\a\\b"), dir.string() + "/a/b");
-    EXPECT_FALSE(fs::exists(prefix()));
-    EXPECT_EQ(hostPath("C:\\x"), drive('c') + "/x");
-    EXPECT_EQ(fs::status(prefix()).permissions(), fs::perms::owner_all);
-    // Whatever the umask, a new file is never writable by others.
+    EXPECT_FALSE(fs::exists(prefix));
     const mode_t umaskBefore = ::umask(0);
     Result<HANDLE> created =
         createFile("C:\\new.txt", AccessWrite, ShareRead, FileCreation::CreateAlways);
     ::umask(umaskBefore);
     ASSERT_TRUE(created.ok());
     closeHandle(created.value);
-    EXPECT_EQ(fs::status(drive('c') + "/new.txt").permissions(),
+    EXPECT_EQ(fs::status(prefix).permissions(), fs::perms::owner_all);
+    EXPECT_EQ(fs::status(prefix / "drive_c" / "new.txt").permissions(),
               fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
                   fs::perms::others_read);
-    EXPECT_TRUE(fs::is_directory(prefix() + "/drive_c"));
     EXPECT_EQ(fs::read_symlink(drive('c')), "../drive_c");
     EXPECT_EQ(fs::read_symlink(drive('u')), "/");
     EXPECT_EQ(fs::read_symlink(drive('z')), "/");
 
     // KLX_PREFIX is read on every call. A prepared prefix keeps its remapped
-    // drive, where names are matched too, and gets the missing links.
-    fs::path other = klxtest::freshDir("other");
-    fs::path elsewhere = klxtest::freshDir("elsewhere");
+    // drive and is made private; the tree is made once per prefix, so a link
+    // removed meanwhile stays removed.
+    const fs::path other = freshDir("other");
     fs::create_directories(other / "dosdevices");
     fs::permissions(other, fs::perms::all);
-    fs::create_directory_symlink(elsewhere, other / "dosdevices" / "c:");
-    klxtest::writeBytes(elsewhere / "Found.txt", "x");
+    fs::create_directory_symlink(freshDir("elsewhere"), other / "dosdevices" / "c:");
     ASSERT_EQ(::setenv("KLX_PREFIX", (other.string() + "//").c_str(), 1), 0);
-    EXPECT_EQ(prefixDirectory(), other.string());
-    // An existing prefix that others may enter is made private.
+    EXPECT_EQ(hostPath("c:\\x"), other.string() + "/dosdevices/c:/x");
     EXPECT_EQ(fs::status(other).permissions(), fs::perms::owner_all);
-    EXPECT_EQ(hostPath("c:\\found.TXT"), other.string() + "/dosdevices/c:/Found.txt");
-    EXPECT_EQ(fs::read_symlink(other / "dosdevices" / "u:"), "/");
-    // The tree is made once per prefix: a link removed meanwhile stays removed.
     fs::remove(other / "dosdevices" / "z:");
     hostPath("Z:\\x");
     EXPECT_FALSE(fs::is_symlink(other / "dosdevices" / "z:"));
-
     // Without KLX_PREFIX it is ~/.klx, made absolute.
-    fs::path cwd = fs::current_path();
-    fs::path work = klxtest::freshDir("cwd");
+    const fs::path work = freshDir("cwd");
     fs::current_path(work);
     ASSERT_EQ(::unsetenv("KLX_PREFIX"), 0);
     ASSERT_EQ(::setenv("HOME", "home", 1), 0);
     EXPECT_EQ(prefixDirectory(), (work / "home" / ".klx").string());
-    fs::current_path(cwd);
-    ASSERT_EQ(::setenv("KLX_PREFIX", prefix().c_str(), 1), 0);
+    ASSERT_EQ(::setenv("KLX_PREFIX", prefix.c_str(), 1), 0);
 }
 
 TEST(PosixHost, FormsAndNamesWithoutRegardToCase) {
-    const std::string c = prefixDirectory() + "/drive_c";
-    const std::string d = drive('c');
+    const std::string c = prefixDirectory() + "/drive_c", d = drive('c');
     fs::create_directories(c + "/data/sub");
-    klxtest::writeBytes(c + "/data/file.txt", "f");
-    for (const char* name : {"abc", "Abc", "ABc"})
+    writeBytes(c + "/data/file.txt", "f");
+    for (const char* name : {"abc", "Abc", "ABc", "\xc3\xa9t\xc3\xa9"})
         fs::create_directories(c + "/multi/" + name);
-    fs::create_directories(c + "/case/\xc3\xa9t\xc3\xa9");
-
-    const std::vector<std::pair<std::string, std::string>> cases = {
-        {"C:\\dir\\file", d + "/dir/file"},
+    const std::pair<std::string, std::string> cases[] = {
         {"c:/dir//file", d + "/dir/file"},
-        {"C:file", d + "/file"},
         {"C:", d},
-        {"/cygdrive/c/dir/file", d + "/dir/file"},
+        {"C:file", d + "/file"},
         {"\\cygdrive\\D\\x", drive('d') + "/x"},
-        {"A:\\x", drive('a') + "/x"},
         {"/cygdrive/c", d},
-        {"U:/etc", drive('u') + "/etc"},
         {std::string("C:\\a\0\\b", 7), d + "/a"},
         {"/cygdrive/cd/x", "/cygdrive/cd/x"},
         {"1:\\x", "1:/x"},
         {"\\\\x\\\\y", "/x/y"},
-        // Existing names in any case.
-        {"C:\\Data\\File.TXT", d + "/data/file.txt"},
+        // Existing names in any case; names that match nothing keep the
+        // caller's spelling, and so does everything after them.
         {"/cygdrive/c/DATA/Sub/", d + "/data/sub/"},
         {c + "/DATA/file.TXT", c + "/data/file.txt"},
         {"C:\\Data\\.\\Sub\\..\\FILE.txt", d + "/data/./sub/../file.txt"},
-        // Names that match nothing keep the caller's spelling, and so does
-        // everything after them.
-        {"C:\\DATA\\New.txt", d + "/data/New.txt"},
         {"C:\\data\\NEW\\deeper\\File.txt", d + "/data/NEW/deeper/File.txt"},
         {"C:\\Data\\file.tx", d + "/data/file.tx"},
         // Several candidates: the byte-wise smallest; an exact name wins.
-        {"C:\\multi\\aBC", d + "/multi/ABc"},
-        {"C:\\multi\\abc", d + "/multi/abc"},
         {"C:\\Multi\\aBC\\x", d + "/multi/ABc/x"},
+        {"C:\\multi\\abc", d + "/multi/abc"},
         // Only ASCII letters fold.
-        {"C:\\case\\\xc3\x89T\xc3\x89", d + "/case/\xc3\x89T\xc3\x89"},
-        {"C:\\case\\\xc3\xa9T\xc3\xa9", d + "/case/\xc3\xa9t\xc3\xa9"},
+        {"C:\\multi\\\xc3\x89T\xc3\x89", d + "/multi/\xc3\x89T\xc3\x89"},
+        {"C:\\multi\\\xc3\xa9T\xc3\xa9", d + "/multi/\xc3\xa9t\xc3\xa9"},
     };
     for (const auto& [path, expected] : cases)
         EXPECT_EQ(hostPath(path), expected) << path;
+    fs::current_path(c + "/data");
+    EXPECT_EQ(hostPath("SUB\\..\\File.TXT"), "sub/../file.txt");
 }
 
-TEST(PosixHost, DriveTypesOfTheLetters) {
+TEST(PosixHost, DrivesAndSearchesOnThem) {
     // C: is on drive_c, M: links to a directory; N: to nothing, F: to a file
-    // and Q: has no link, so they are no drive.
-    fs::path dosdevices = fs::path(prefixDirectory()) / "dosdevices";
-    fs::path file = klxtest::freshDir("drive-f") / "plain";
-    klxtest::writeBytes(file, "");
-    fs::create_directory_symlink(klxtest::freshDir("drive-m"), dosdevices / "m:");
-    fs::create_symlink(klxtest::testRoot() / "missing", dosdevices / "n:");
-    fs::create_symlink(file, dosdevices / "f:");
-    for (const char* root : {"C:", "c:", "C:\\", "c:/", "M:", "m:\\"})
+    // and Q: has no link, so they are no drive. Only a drive root names one.
+    const std::string c = prefixDirectory() + "/drive_c";
+    writeBytes(c + "/x.dll", "x");
+    fs::create_directory_symlink(freshDir("drive-m"), drive('m'));
+    fs::create_symlink(testRoot() / "missing", drive('n'));
+    fs::create_symlink(c + "/x.dll", drive('f'));
+    for (const char* root : {"c:", "C:\\", "m:/"})
         EXPECT_EQ(driveType(root), kDriveFixed) << root;
-    // U: and Z: are on the host's root, whatever that lies on.
-    for (const char* root : {"U:", "Z:\\"})
-        EXPECT_GT(driveType(root), kDriveNoRootDir) << root;
-    // Only a drive root names a drive.
-    for (const char* root :
-         {"N:", "F:", "Q:", "", "C", "CC", "1:", ":", "C:\\x", "C:\\\\", "C:x", "/C", "\\\\"})
+    EXPECT_GT(driveType("Z:"), kDriveNoRootDir);
+    for (const char* root : {"N:", "F:", "Q:", "", "C", "1:", "C:\\x", "C:\\\\", "C:x", "/C"})
         EXPECT_EQ(driveType(root), kDriveNoRootDir) << root;
-    EXPECT_EQ(driveType(std::string("C:\0", 3)), kDriveNoRootDir);
-}
-
-TEST(PosixHost, SearchesAndVersionsOnTheDrives) {
-    fs::create_directories(prefixDirectory() + "/drive_c/W/Tool");
-    for (const char* name : {"a.txt", "B.TXT", "c.dat"})
-        klxtest::writeBytes(prefixDirectory() + "/drive_c/W/" + name, name);
-    auto names = [](const std::string& pattern) {
-        std::vector<std::string> found;
+    // Any path form; "C:" alone is the drive's directory; a name without
+    // wildcards is spelt as on disk.
+    for (const char* pattern : {"C:\\*.DLL", "c:/X.dll", "/cygdrive/C//x.*", "C:x*"}) {
         DirectorySearch search(pattern);
-        for (bool more = search.found(); more; more = search.next())
-            found.push_back(search.entry().name);
-        return found;
-    };
-    const std::vector<std::string> texts = {"a.txt", "B.TXT"};
-    for (const char* pattern : {"C:\\w\\*.txt", "c:/W\\*.TXT", "/cygdrive/C/W//*.txt"})
-        EXPECT_EQ(names(pattern), texts) << pattern;
-    // A name without wildcards is spelt as on disk, unless it names a drive.
-    EXPECT_EQ(names("C:\\w\\tool"), std::vector<std::string>{"Tool"});
-    EXPECT_EQ(names("/cygdrive/c"), std::vector<std::string>{"c"});
-    // "C:" alone is the drive's directory; other paths are relative to the
-    // current one.
-    EXPECT_EQ(names("C:w*"), std::vector<std::string>{"W"});
-    EXPECT_EQ(names("C:w\\*.TXT"), texts);
-    fs::current_path(prefixDirectory() + "/drive_c/W");
-    EXPECT_EQ(names("TOOL\\..\\*.txt"), texts);
-
-    // Version resources on the emulated drive, in any case and path form.
-    klxtest::writeBytes(prefixDirectory() + "/drive_c/W/Tool/Tool.dll",
-                        klxtest::peImage(false, {{16, klxtest::sampleVersionTree()}}));
-    for (const char* path :
-         {"C:\\W\\Tool\\Tool.dll", "c:/w/TOOL/TOOL.DLL", "/cygdrive/c/w/Tool/tool.dll"})
-        EXPECT_TRUE(fileVersionInfoSize(path).ok()) << path;
-    EXPECT_EQ(fileVersionInfoSize("C:\\W\\Tool\\Other.dll").error, DWORD(ERROR_FILE_NOT_FOUND));
+        EXPECT_TRUE(search.found() && search.entry().name == "x.dll") << pattern;
+    }
 }
 
-// Host programs carry the tree in a section of their own, in any ELF form; a
-// program asked for as "name.exe" is found as "name", as when it is started.
-TEST(PosixHost, VersionSectionOfHostPrograms) {
-    const std::string tree = klxtest::sampleVersionTree();
-    auto versionOf = [](const fs::path& path) {
-        Result<std::size_t> size = fileVersionInfoSize(path.string());
-        std::vector<unsigned char> block(size.ok() ? size.value : 0);
-        if (size.ok() && fileVersionInfo(path.string(), block.data(), block.size()) != 0)
-            block.clear();
-        for (const char* sub : {"\\", "\\VarFileInfo\\Translation",
-                                "\\StringFileInfo\\040904b0\\ProductName", "\\StringFileInfo"})
-            queryVersionValue(block.data(), block.size(), sub);
-        return block;
+TEST(PlatformProcess, SpawnWaitingAndDetached) {
+    // Exit codes keep the host's low 8 bits, a signal gives 128 + it, and
+    // arguments split as the C runtime splits them.
+    const std::pair<const char*, int> waited[] = {{"sh -c \"exit 259\"", 259 & 0xFF},
+                                                  {"sh -c \"kill -KILL $$\"", 128 + SIGKILL},
+                                                  {"sh -c \"exit $#\" sh a b c", 3},
+                                                  {"sh -c \"exit $#\" sh \"a b\" \"\"", 2}};
+    for (const auto& each : waited)
+        EXPECT_EQ(spawn("/bin/sh", each.first), each.second) << each.first;
+    // Missing, empty, a directory and a file that cannot be executed.
+    const fs::path plain = freshDir("spawn") / "plain";
+    writeBytes(plain, "not a program\n");
+    for (const std::string& program : {(plain.parent_path() / "missing").string(), std::string(),
+                                       std::string("/"), plain.string()})
+        EXPECT_EQ(spawn(program, "x"), -1) << program;
+
+    // A detached child is reaped without the caller's help and is no longer
+    // the caller's child; the caller's own children are left to the caller.
+    const int detached = spawn("/bin/sh", "sh -c \"exit 5\"", false);
+    const std::string entry = "/proc/" + std::to_string(detached);
+    ASSERT_GT(detached, 0);
+    const pid_t own = fork();
+    if (own == 0)
+        _exit(7);
+    EXPECT_EQ(spawn("/bin/sh", "sh -c \"exit 0\""), 0);
+    for (int i = 0; i < 1000 && fs::exists(entry); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_FALSE(fs::exists(entry));
+    EXPECT_EQ(waitpid(detached, nullptr, WNOHANG), -1);
+    int status = 0;
+    ASSERT_EQ(waitpid(own, &status, 0), own);
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST(PlatformProcess, Capture) {
+    const std::size_t none = std::size_t(-1);
+    const struct {
+        const char* script;
+        std::size_t limit;
+        std::string output;
+        int exitCode;
+        bool truncated;
+    } cases[] = {
+        // Bytes as they came; standard error is never part of the result.
+        {"printf 'a\\r\\nb\\0c'; printf err >&2; exit 3", none, std::string("a\r\nb\0c", 6), 3,
+         false},
+        // Megabytes on either stream do not stall the run.
+        {"head -c 5000000 /dev/zero", none, std::string(5000000, '\0'), 0, false},
+        {"head -c 5000000 /dev/zero >&2; printf done", none, "done", 0, false},
+        // A limit keeps the first bytes and still drains the rest.
+        {"head -c 3000000 /dev/zero | tr '\\0' x; exit 2", 4096, std::string(4096, 'x'), 2, true},
+        {"printf abcd", 4, "abcd", 0, false},
+        // The child's input is at its end at once.
+        {"cat; printf end", none, "end", 0, false},
+        {"kill -TERM $$", none, "", 128 + SIGTERM, false},
+        // The run ends with the child, not with a grandchild that keeps its
+        // output open; what the grandchild writes later is not taken.
+        {"(sleep 2; printf late) & printf x", none, "x", 0, false},
     };
-    auto holds = [&tree](const std::vector<unsigned char>& block) {
-        return block.size() >= tree.size() &&
-               std::memcmp(block.data(), tree.data(), tree.size()) == 0;
-    };
+    for (const auto& c : cases) {
+        Result<CapturedRun> result = shell(c.script, c.limit);
+        EXPECT_EQ(result.value.output, c.output) << c.script;
+        EXPECT_EQ(result.value.exitCode, c.exitCode) << c.script;
+        EXPECT_EQ(result.value.truncated, c.truncated) << c.script;
+        EXPECT_EQ(result.error, 0u) << c.script;
+    }
+    Result<CapturedRun> missing = captureProcess("C:\\no\\such\\program", "x");
+    EXPECT_EQ(missing.value.exitCode, -1);
+    EXPECT_EQ(missing.error, DWORD(ERROR_FILE_NOT_FOUND));
+}
+
+TEST(PlatformProcess, ChildInheritsOnlyStandardHandlesAndDefaultSignals) {
+    // A descriptor the caller opened without close-on-exec stays behind;
+    // signals the caller ignores or blocks are not ignored or blocked in the
+    // child. (glibc's own two signals, 32 and 33, are left ignored by its
+    // posix_spawn; no program that uses glibc can see them.)
+    const int leaky = open("/dev/null", O_RDONLY);
+    EXPECT_EQ(shell("ls /proc/$$/fd").value.output, "0\n1\n2\n");
+    close(leaky);
+    std::signal(SIGPIPE, SIG_IGN);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+    std::string masks = shell("grep -E '^Sig(Blk|Ign)' /proc/$$/status | cut -f2").value.output;
+    ASSERT_EQ(masks.size(), 34u) << masks;
+    EXPECT_EQ(std::stoull(masks.substr(0, 16), nullptr, 16), 0u);
+    EXPECT_EQ(std::stoull(masks.substr(17, 16), nullptr, 16) & ~(3ull << 31), 0u);
+}
+
+TEST(PlatformProcess, ProgramResolutionAndCurrentDirectory) {
+    // Names match without regard to case: the exact name first, else the one
+    // alternative with or without ".exe".
+    const fs::path tools = hostPath("C:\\Tools");
+    fs::create_directories(tools / "dir.exe");
+    for (const char* name : {"tool", "other.exe", "both", "both.exe"}) {
+        writeBytes(tools / name, std::string("#!/bin/sh\nprintf ") + name + "\n");
+        fs::permissions(tools / name, fs::perms::owner_all);
+    }
+    const std::pair<const char*, const char*> found[] = {{"c:/TOOLS/Tool.EXE", "tool"},
+                                                         {"/cygdrive/c/tools/OTHER", "other.exe"},
+                                                         {"C:\\Tools\\both", "both"},
+                                                         {"C:\\Tools\\both.exe", "both.exe"}};
+    for (const auto& each : found)
+        EXPECT_EQ(captureProcess(each.first, "x").value.output, each.second) << each.first;
+    // No ".exe" added to a name with an extension, none removed twice,
+    // directories are not programs.
+    for (const char* name : {"C:\\Tools\\tool.sh", "C:\\Tools\\tool.exe.exe", "C:\\Tools\\dir",
+                             "C:\\Tools\\.exe", "C:\\Tools\\"})
+        EXPECT_EQ(programHostPath(name), "") << name;
+
+    // A child started after a change of directory runs there.
+    EXPECT_EQ(setCurrentDirectory("c:\\tools\\DIR.EXE"), 0u);
+    EXPECT_EQ(shell("pwd -P").value.output, fs::canonical(tools / "dir.exe").string() + "\n");
+    EXPECT_EQ(setCurrentDirectory("C:\\Tools\\Missing"), DWORD(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(setCurrentDirectory("C:\\Missing\\Deeper"), DWORD(ERROR_PATH_NOT_FOUND));
+}
+
+TEST(PlatformVersionResource, ReadsPeImagesAndHostPrograms) {
+    // PE32 and PE32+, on the emulated drive in any path form, RT_VERSION
+    // among other types in U.S. English as FindResource picks it.
+    const std::string other = versionTree(fixedFileInfo(1, 0, 1, 0), {}, {});
+    EXPECT_EQ(versionOf(peImage(false, {{16, kSample}})), kSampleFound);
+    EXPECT_EQ(
+        versionOf(peImage(
+            true, {{3, "icon"}, {16, other, 0x0407}, {16, kSample}, {16, other, 0}, {24, "<m/>"}})),
+        kSampleFound);
+    writeBytes(prefixDirectory() + "/drive_c/x.dll", peImage(true, {{16, kSample}}));
+    for (const char* path : {"C:\\X.dll", "/cygdrive/c/x.DLL", "c:X.DLL"}) {
+        std::vector<unsigned char> block(fileVersionInfoSize(path).value);
+        EXPECT_EQ(fileVersionInfo(path, block.data(), block.size() - 1),
+                  DWORD(ERROR_INSUFFICIENT_BUFFER));
+        EXPECT_EQ(fileVersionInfo(path, block.data(), block.size()), 0u) << path;
+    }
+
+    // Host programs carry the tree in a section of their own, in any ELF
+    // form; a program asked for as "name.exe" is found as "name". Cut at
+    // every byte, an image reads right or not at all.
     for (int form = 0; form < 4; ++form) {
         const bool wide = form & 1, big = form & 2;
-        SCOPED_TRACE(form);
-        const fs::path directory = klxtest::freshDir("elf" + std::to_string(form));
-        const std::string image = klxtest::elfImage(wide, big, tree);
-        klxtest::writeBytes(directory / "tool", image);
-        std::vector<unsigned char> block = versionOf(directory / "tool.exe");
-        EXPECT_TRUE(holds(block));
-        klxtest::writeBytes(directory / "other", klxtest::elfImage(wide, big, tree, ".klxversio"));
-        EXPECT_EQ(fileVersionInfoSize((directory / "other").string()).error,
-                  kErrorResourceTypeNotFound);
-        klxtest::writeBytes(directory / "bare", std::string("\x7f"
-                                                            "ELF\x02\x01\x01",
-                                                            7));
-        EXPECT_EQ(fileVersionInfoSize((directory / "bare").string()).error,
-                  DWORD(ERROR_BAD_EXE_FORMAT));
-
-        // Cut at every byte: the version is read right or not at all.
-        for (std::size_t at = 0; at < image.size(); ++at) {
-            fs::remove(directory / "cut");
-            klxtest::writeBytes(directory / "cut", image.substr(0, at));
-            block = versionOf(directory / "cut");
-            EXPECT_TRUE(block.empty() || holds(block)) << at;
+        const fs::path directory = freshDir("elf" + std::to_string(form));
+        const std::string image = elfImage(wide, big, kSample);
+        writeBytes(directory / "tool", image);
+        std::vector<unsigned char> block(
+            fileVersionInfoSize((directory / "tool.exe").string()).value);
+        ASSERT_EQ(fileVersionInfo((directory / "tool.exe").string(), block.data(), block.size()),
+                  0u);
+        EXPECT_EQ(std::string(block.begin(), block.begin() + kSample.size()), kSample);
+        EXPECT_EQ(versionOf(elfImage(wide, big, kSample, ".klxversio")), "none");
+        for (std::size_t length = 0; length <= image.size(); ++length) {
+            const std::string found = versionOf(image.substr(0, length));
+            EXPECT_TRUE(found == "none" || found == kSampleFound) << form << " " << length;
         }
     }
+}
+
+TEST(PlatformVersionResource, FilesWithoutVersion) {
+    const fs::path dir = freshDir("without");
+    const std::pair<std::string, DWORD> cases[] = {
+        {peImage(true, {}), kErrorResourceTypeNotFound},
+        {peImage(false, {{3, "icon"}, {14, "group"}}), kErrorResourceTypeNotFound},
+        {elfImage(true, false, kSample, ".klxversio"), kErrorResourceTypeNotFound},
+        {"MZ but not an image at all, just text", DWORD(ERROR_BAD_EXE_FORMAT)},
+        {std::string("\x7f"
+                     "ELF\x02\x01\x01",
+                     7),
+         DWORD(ERROR_BAD_EXE_FORMAT)},
+        {"", DWORD(ERROR_BAD_EXE_FORMAT)}};
+    for (const auto& c : cases) {
+        writeBytes(dir / "m.dll", c.first);
+        EXPECT_EQ(fileVersionInfoSize((dir / "m.dll").string()).error, c.second) << c.first;
+    }
+    const std::pair<fs::path, DWORD> paths[] = {
+        {dir, DWORD(ERROR_ACCESS_DENIED)},
+        {dir / "missing.dll", DWORD(ERROR_FILE_NOT_FOUND)},
+        {dir / "nodir" / "missing.dll", DWORD(ERROR_PATH_NOT_FOUND)}};
+    for (const auto& [path, error] : paths) {
+        unsigned char buffer[512];
+        EXPECT_EQ(fileVersionInfo(path.string(), buffer, sizeof buffer), error) << path;
+    }
+}
+
+TEST(PlatformVersionResource, BrokenImagesAndTrees) {
+    // Cut at every byte: the version is read right or not at all.
+    for (bool plus : {false, true}) {
+        const std::string image = peImage(plus, {{16, kSample}});
+        for (std::size_t length = 0; length <= image.size(); ++length) {
+            const std::string found = versionOf(image.substr(0, length));
+            EXPECT_TRUE(found == "none" || found == kSampleFound) << length;
+        }
+    }
+
+    ImageLayout at;
+    const std::string image = peImage(false, {{16, kSample}}, &at);
+    // A copy of the image with a WORD (`size` 2) or DWORD (4) put at `offset`.
+    auto with = [&image](std::size_t size, std::size_t offset, std::uint32_t value) {
+        std::string bytes = image;
+        size == 4 ? put32(bytes, offset, value) : put16(bytes, offset, value);
+        return bytes;
+    };
+    const std::size_t root = at.data[0], child = root + 92, entry = at.dataEntries[0];
+    const std::size_t names = at.nameDirectories[0], languages = at.languageDirectories[0];
+    const std::size_t section = kHeadersSize, table = 0x40 + 24 + 224;
+    // Version tree lengths: zero, past the resource data, a child past its
+    // parent, a value past its node; a resource size below its tree. The
+    // resource directory: entries that point back to the root or to
+    // themselves, an entry count beyond the section, a data RVA outside it; a
+    // version resource named 2, not 1, and one whose named entries would run
+    // past the section (Windows reads only the name 1). Headers: e_lfanew far
+    // outside, the section's file offset overflowing, an unknown optional
+    // header, too few data directories.
+    // clang-format off
+    const std::size_t breaks[][3] = {
+        {2, root, 0}, {2, root, 0xFFFF}, {2, child, 0}, {2, child, kSample.size()},
+        {2, root + 2, 0x4000}, {4, entry + 4, 8}, {4, section + 20, 0x80000000u},
+        {4, names + 20, 0x80000000u}, {4, languages + 20, 0x80000000u | (languages - section)},
+        {2, section + 14, 0xFFFF}, {4, entry, 0xFFFFFFF0u}, {4, entry, kSectionRva + 0x1FE},
+        {4, names + 16, 2}, {2, names + 12, 0xFFFF}, {4, 0x3C, 0xFFFFFFF0u},
+        {4, table + 20, 0xFFFFFF00u}, {2, 0x40 + 24, 0x107}, {4, 0x40 + 24 + 92, 2},
+        {2, 0x40 + 6, 0xFFFF}};
+    // clang-format on
+    for (const auto& b : breaks)
+        EXPECT_EQ(versionOf(with(b[0], b[1], static_cast<std::uint32_t>(b[2]))), "none")
+            << (&b - breaks);
+
+    // A text whose length counts bytes instead of WORDs is cut at its node's
+    // end; a section size that overstates what is there does not hide the
+    // version.
+    const std::size_t company = image.find(utf16(u"CompanyName")) - 6;
+    for (const std::string& bytes : {with(2, company + 2, 16), with(4, table + 16, 0xFFFFFFFFu)})
+        EXPECT_EQ(versionOf(bytes), kSampleFound);
+
+    // A key that runs to the end of its node without a terminator fails, and
+    // so does deep nesting; with its terminator it is a tree without values.
+    std::string open(6, '\0');
+    open += utf16(u"VS_VERSION_INFO");
+    put16(open, 0, static_cast<std::uint32_t>(open.size()));
+    VersionNode deep{u"VS_VERSION_INFO", false, "", {}};
+    for (int i = 0; i < 12; ++i)
+        deep = VersionNode{u"n", false, "", {deep}};
+    for (const std::string& tree : {open, encodeNode(deep)})
+        EXPECT_EQ(versionOf(peImage(true, {{16, tree}})), "none");
+    open += std::string(2, '\0');
+    put16(open, 0, static_cast<std::uint32_t>(open.size()));
+    EXPECT_EQ(versionOf(peImage(true, {{16, open}})), "-|-|-|");
 }

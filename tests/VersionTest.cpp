@@ -1,7 +1,6 @@
-// Version objects: version texts and their comparison, the versions that the
-// table's tools tell, version resources of PE images, the library's own
-// version, and the directory scans for libraries, scripts and the highest
-// version directory. Files live on the emulated C: drive.
+// Version objects: version texts and their order, the versions that the
+// table's tools tell, version resources of modules, and the directory scans.
+// Files live on the emulated C: drive.
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
 #include "KLXVersion.h"
@@ -16,8 +15,11 @@
 #include <filesystem>
 #include <regex>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace fs = std::filesystem;
+using namespace klxtest;
 
 namespace {
 
@@ -28,43 +30,29 @@ struct SystemProbe : KLXSystem {
 struct Probe : KLXVersion {
     using KLXVersion::getHighestVersionFromPath;
     using KLXVersion::KLXVersion;
-    using KLXVersion::mTranslation;
-    using KLXVersion::mVersionInfo;
     using KLXVersion::parseIntegerVersion;
 
-    std::string parts() const {
-        return std::to_string(mVersion[0]) + "." + std::to_string(mVersion[1]) + "." +
-               std::to_string(mVersion[2]) + "." + std::to_string(mVersion[3]);
-    }
-    // The components, then the product version text.
+    // The components, the version text and the product name.
     std::string show() {
-        std::string out = "unset";
-        getProductVersionString(out);
-        return parts() + " " + out;
+        std::string text;
+        getProductVersionString(text);
+        return std::to_string(mVersion[0]) + "." + std::to_string(mVersion[1]) + "." +
+               std::to_string(mVersion[2]) + "." + std::to_string(mVersion[3]) + " " + text +
+               " / " + getProductNameString();
     }
-    std::string all() { return show() + " / " + getProductNameString(); }
 };
 
+// The components of a parsed text, on an object without text or resource.
 Probe parsed(std::string text) {
-    Probe version;
+    std::string none;
+    Probe version(KLX_APP_GCC_HOME, none);
     version.parseIntegerVersion(text);
     return version;
 }
 
-Probe typed(KLXAppType_e type, std::string text) {
-    return Probe(type, text);
-}
-Probe file(std::string path) {
-    return Probe(path);
-}
-
-fs::path drive() {
-    return klxtest::cDrive();
-}
-
 void touch(const fs::path& path, const std::string& bytes = "x") {
     fs::create_directories(path.parent_path());
-    klxtest::writeBytes(path, bytes);
+    writeBytes(path, bytes);
 }
 
 void registerCygwin(std::string root) {
@@ -76,25 +64,18 @@ void registerCygwin(std::string root) {
 class Version : public ::testing::Test {
 protected:
     void SetUp() override {
-        mStartDirectory = fs::current_path();
         SystemProbe::mOsType = KLX_OS_9X; // tool variables from the process
+        for (const char* name : {"KLGCCHOME", "KLLIBHOME", "SGT_DIR"})
+            unsetEnv(name);
         KLXSystem::resetAppPathTable();
     }
-    void TearDown() override {
-        fs::current_path(mStartDirectory);
-        for (const char* name : {"KLGCCHOME", "KLLIBHOME", "SGT_DIR"})
-            klxtest::unsetEnv(name);
-        registerCygwin("");
-        SystemProbe::mOsType = KLX_OS_NT;
-    }
-    fs::path mStartDirectory;
 };
 
 } // namespace
 
 TEST_F(Version, ParsingAndComparison) {
     // Letters a-j/A-J map to digits when they lead a component; components
-    // keep their low 16 bits, signed.
+    // keep their low 16 bits, signed, and compare so.
     // clang-format off
     const char* const cases[][2] = {
         {"3.12", "3.12.0.0"}, {"1_2_3", "1.2.3.0"}, {"1.2.3.4.5", "1.2.3.4"}, {"b2.1", "12.1.0.0"},
@@ -102,28 +83,25 @@ TEST_F(Version, ParsingAndComparison) {
         {".5", "0.5.0.0"}, {"65535.65536.-3", "-1.0.-3.0"}, {"4.1.1 (release)", "4.1.1.0"}};
     // clang-format on
     for (const auto& entry : cases)
-        EXPECT_EQ(parsed(entry[0]).parts(), entry[1]) << entry[0];
-
-    // Parsing leaves the version text alone.
-    Probe version = typed(KLX_APP_TCPIP_DIR, "7.7");
-    std::string text = "1.2";
-    version.parseIntegerVersion(text);
-    EXPECT_EQ(version.show(), "1.2.0.0 7.7");
-
-    const Probe a = parsed("1.2.3.4"), b = parsed("1.2.3.4"), c = parsed("1.2.3.5");
-    EXPECT_TRUE(a == b && a >= b && !(a > b));
-    EXPECT_TRUE(c > a && !(a >= c) && !(a == c) && !(a > c));
-    EXPECT_TRUE(parsed("2") > parsed("1.5") && !(parsed("1.5") > parsed("2")));
-    EXPECT_TRUE(parsed("1.9") > parsed("1.2.9.9"));
-    // A component of 32768 or more is negative and ranks below 1.
-    EXPECT_TRUE(parsed("1") > parsed("40000") && !(parsed("40000") >= parsed("0")));
+        EXPECT_EQ(parsed(entry[0]).show(), std::string(entry[1]) + "  / ") << entry[0];
+    // Each pair in ascending order.
+    const char* const ordered[][2] = {
+        {"1.2.3.4", "1.2.3.5"}, {"1.5", "2"}, {"1.2.9.9", "1.9"}, {"40000", "0"}};
+    for (const auto& pair : ordered) {
+        const Probe low = parsed(pair[0]), high = parsed(pair[1]);
+        EXPECT_TRUE(high > low && high >= low && !(low > high) && !(low >= high) && !(low == high))
+            << pair[0] << " < " << pair[1];
+        EXPECT_TRUE(low == low && low >= low && !(low > low)) << pair[0];
+    }
 }
 
 TEST_F(Version, TextsOfTheTableTypes) {
     // Plug-in directories: a two-part version counts as x.y.99. Compiler
     // banners: the first line's digits and dots. Scripts directory names:
     // underscores are dots, hex letters stay. Bash: the filter drops the
-    // letter and the parentheses, 2.05.01.
+    // letter and the parentheses, 2.05.01. A type without a text grammar
+    // reads its file's resource: a directory has none.
+    setEnv("KLLIBHOME", "C:\\");
     struct Case {
         KLXAppType_e type;
         const char *text, *shown;
@@ -136,174 +114,132 @@ TEST_F(Version, TextsOfTheTableTypes) {
         {KLX_APP_ARM_ELF_GCC, "arm-elf-gcc (GCC) 4.1.1\nCopyright (C) 2006 FSF\n", "4.1.1.0 4.1.1"},
         {KLX_APP_GCC_BIN_DIR, "gcc-3.4.4", "3.4.4.0 3.4.4"}, {KLX_APP_SGT_DIR, "sgt_2_1", "0.2.1.0 _2_1"},
         {KLX_APP_SGT_DIR, "b1_0", "11.0.0.0 b1_0"}, {KLX_APP_CYGWIN_DLL, "1.5.19", "1.5.19.0 1.5.19"},
-        {KLX_APP_BASH, "GNU bash 2.05b.0(1)", "2.5.1.0 2.05.01"}};
+        {KLX_APP_BASH, "GNU bash 2.05b.0(1)", "2.5.1.0 2.05.01"}, {KLX_APP_LIB_HOME, "9.9", "0.0.0.0 9.9"}};
     // clang-format on
     for (const auto& c : cases) {
-        Probe version = typed(c.type, c.text);
-        EXPECT_EQ(version.show(), c.shown) << c.text;
-        EXPECT_EQ(version.mVersionInfo, nullptr); // parsed, no resource read
+        std::string text = c.text;
+        EXPECT_EQ(Probe(c.type, text).show(), std::string(c.shown) + " / ") << c.text;
     }
-    EXPECT_TRUE(typed(KLX_APP_TCPIP_DIR, "2.10") > typed(KLX_APP_TCPIP_DIR, "2.10.98"));
-
-    // A type without a text grammar reads its file's resource: a directory
-    // has none, so the text stays as given.
-    klxtest::setEnv("KLLIBHOME", "C:\\sdk");
-    fs::create_directories(drive() / "sdk");
-    Probe lib = typed(KLX_APP_LIB_HOME, "9.9");
-    EXPECT_EQ(lib.show(), "0.0.0.0 9.9");
-    EXPECT_EQ(lib.mVersionInfo, nullptr);
 }
 
 TEST_F(Version, ModuleResourcesGiveTheProductVersionAndName) {
-    const fs::path dir = drive() / "mods";
-    touch(dir / "sample.dll", klxtest::peImage(true, {{16, klxtest::sampleVersionTree()}}));
-    Probe sample = file("C:\\mods\\sample.dll");
-    EXPECT_EQ(sample.show(), "5.2.0.7 5.2.0.7"); // product, not file, version
-    EXPECT_EQ(sample.mTranslation, "040904b0");
-
-    // Copies carry their own block: a copy looks the name up after its
-    // source is gone, and assignment replaces a block without leaking.
-    Probe* source = new Probe(file("C:\\mods\\sample.dll"));
-    Probe copy(*source);
-    delete source;
-    EXPECT_EQ(copy.all(), u8"5.2.0.7 5.2.0.7 / Prod\u00fcct \u2603 \U0001D11E");
-    Probe assigned;
-    assigned = sample;
-    Probe& alias = assigned;
-    assigned = alias;
-    EXPECT_EQ(assigned.all(), copy.all());
-    EXPECT_TRUE(assigned == sample);
-
-    // Words print unsigned and compare signed.
-    touch(dir / "high.dll", klxtest::productImage(0xFFFF0001u, 0x80000002u, u"High"));
-    Probe high = file("C:\\mods\\high.dll");
-    EXPECT_EQ(high.all(), "-1.1.-32768.2 65535.1.32768.2 / High");
-
-    // No string table for the translation: no name.
-    touch(dir / "nameless.dll",
-          klxtest::peImage(false,
-                           {{16, klxtest::versionTree(klxtest::fixedFileInfo(0, 0, 0x10002u, 0), {},
-                                                      {{0x0407, 0x04e4}})}}));
-    Probe nameless = file("C:\\mods\\nameless.dll");
-    EXPECT_EQ(nameless.all() + nameless.mTranslation, "1.2.0.0 1.2.0.0 / 040704e4");
-
-    // Missing files, files that are no images and images without a version
-    // resource leave everything empty.
-    touch(dir / "text.dll", "MZ and nothing else");
-    touch(dir / "plain.dll", klxtest::peImage(false, {}));
-    for (const char* name :
-         {"C:\\mods\\missing.dll", "C:\\mods\\text.dll", "C:\\mods\\plain.dll", "C:\\mods"}) {
-        Probe none = file(name);
-        EXPECT_EQ(none.all(), "0.0.0.0  / ") << name;
-        EXPECT_EQ(none.mVersionInfo, nullptr) << name;
+    // The product, not the file, version; words print unsigned and compare
+    // signed; no string table for the translation gives no name; without
+    // fixed information the translation still leads to the name.
+    const std::pair<std::string, const char*> modules[] = {
+        {peImage(true, {{16, sampleVersionTree()}}),
+         u8"5.2.0.7 5.2.0.7 / Prod\u00fcct \u2603 \U0001D11E"},
+        {productImage(0xFFFF0001u, 0x80000002u, u"High"), "-1.1.-32768.2 65535.1.32768.2 / High"},
+        {peImage(false,
+                 {{16, versionTree(fixedFileInfo(0, 0, 0x10002u, 0), {}, {{0x407, 0x4e4}})}}),
+         "1.2.0.0 1.2.0.0 / "},
+        {peImage(false, {{16, versionTree("", {{u"040704e4", {{u"ProductName", u"Bare"}}}},
+                                          {{0x407, 0x4e4}})}}),
+         "0.0.0.0  / Bare"},
+        {"MZ and nothing else", "0.0.0.0  / "}};
+    std::string path = "C:\\mods\\missing.dll";
+    EXPECT_EQ(Probe(path).show(), "0.0.0.0  / ");
+    for (std::size_t i = 0; i < std::size(modules); ++i) {
+        touch(cDrive() / "mods" / (std::to_string(i) + ".dll"), modules[i].first);
+        path = "C:\\mods\\" + std::to_string(i) + ".dll";
+        EXPECT_EQ(Probe(path).show(), modules[i].second) << path;
     }
+    // Copies carry their own block: a copy looks the name up after its
+    // source is gone.
+    path = "C:\\mods\\0.dll";
+    Probe* source = new Probe(path);
+    Probe copy(*source), assigned;
+    delete source;
+    assigned = copy;
+    EXPECT_EQ(assigned.show(), modules[0].second);
 
     // The Cygwin DLL without a text reads its resource.
     registerCygwin("C:/cygroot");
-    touch(drive() / "cygroot" / "bin" / "cygwin1.dll",
-          klxtest::productImage(0x00010005u, 0x00180000u, u"Cygwin"));
-    Probe dll = typed(KLX_APP_CYGWIN_DLL, "");
-    EXPECT_EQ(dll.all(), "1.5.24.0 1.5.24.0 / Cygwin");
-    EXPECT_TRUE(Probe(KLX_APP_CYGWIN_DLL) == dll);
+    touch(cDrive() / "cygroot" / "bin" / "cygwin1.dll",
+          productImage(0x00010005u, 0x00180000u, u"Cygwin"));
+    path.clear();
+    EXPECT_EQ(Probe(KLX_APP_CYGWIN_DLL, path).show(), "1.5.24.0 1.5.24.0 / Cygwin");
 }
 
 TEST_F(Version, TheLibrarysOwnModuleTellsItsBuildVersion) {
     Probe self;
     const std::string shown = self.show();
     std::smatch m;
-    ASSERT_TRUE(std::regex_match(shown, m, std::regex("(\\d+\\.\\d+\\.\\d+\\.\\d+) (.*)")))
+    ASSERT_TRUE(
+        std::regex_match(shown, m, std::regex("(\\d+\\.\\d+\\.\\d+\\.\\d+) (.*) / KlxCore")))
         << shown;
     EXPECT_EQ(m[1].str(), m[2].str());
-    EXPECT_EQ(self.all() + " " + self.mTranslation, shown + " / KlxCore 040904b0");
-    EXPECT_EQ(file("klxcore.DLL").all(), self.all());
-
+    std::string name = "klxcore.DLL", text = "9.9";
+    EXPECT_EQ(Probe(name).show(), shown);
     // A type read from its file while the type has no path reads the
     // library's own module.
-    klxtest::unsetEnv("KLLIBHOME");
-    EXPECT_EQ(typed(KLX_APP_LIB_HOME, "9.9").show(), shown);
+    EXPECT_EQ(Probe(KLX_APP_LIB_HOME, text).show(), shown);
     EXPECT_TRUE(Probe(KLX_APP_MSVC6_DIR) == self);
 }
 
 TEST_F(Version, LibraryScriptAndHighestVersionDirectories) {
-    const fs::path dir = drive() / "checks";
-    fs::create_directories(dir / "lib");
-    for (const char* name : {"a.tar.gz", "lib.txt", "b.sh.bak"})
-        touch(dir / name);
-    std::string path = "C:\\checks", sub = "C:\\checks\\sub", missing = "C:\\missing", none;
-    EXPECT_FALSE(KLXVersion::checkForLibs(path) || KLXVersion::checkForScripts(path));
-    touch(dir / "x.lib");
-    touch(dir / "run.sh");
-    EXPECT_TRUE(KLXVersion::checkForLibs(path) && KLXVersion::checkForScripts(path));
-    EXPECT_EQ(path, "C:\\checks");
-    // A directory that matches counts too.
-    fs::create_directories(dir / "sub" / "old.lib");
-    EXPECT_TRUE(KLXVersion::checkForLibs(sub));
-    EXPECT_FALSE(KLXVersion::checkForLibs(missing) || KLXVersion::checkForScripts(none));
+    // Files and directories match; other extensions do not.
+    const fs::path checks = cDrive() / "checks";
+    std::string dir = "C:\\checks";
+    touch(checks / "lib" / "a.sh.bak");
+    touch(checks / "a.tar.gz");
+    EXPECT_FALSE(KLXVersion::checkForLibs(dir) || KLXVersion::checkForScripts(dir));
+    fs::create_directories(checks / "x.lib");
+    touch(checks / "run.sh");
+    EXPECT_TRUE(KLXVersion::checkForLibs(dir) && KLXVersion::checkForScripts(dir));
 
-    const fs::path plugins = drive() / "plugins";
-    for (const char* name : {"3.12", "3.12.05", "4.00", ".7.00"}) // .7.00 is hidden
-        touch(plugins / name / "core.lib");
-    fs::create_directories(plugins / "9.99"); // no library
-    touch(plugins / "8.00" / "readme.txt");   // no library
-    touch(plugins / "5.00.lib");              // a file, not a directory
-    Probe probe;
-    path = "C:\\plugins";
-    std::string& result = probe.getHighestVersionFromPath(path);
-    EXPECT_EQ(result, "4.00");
-    // 3.12 counts as 31299, above 3.12.05's 31205.
-    fs::remove_all(plugins / "4.00");
-    EXPECT_EQ(probe.getHighestVersionFromPath(path), "3.12");
-    fs::remove_all(plugins / "3.12");
-    EXPECT_EQ(probe.getHighestVersionFromPath(path), "3.12.05");
-    // Names keep digits, dots and hexadecimal letters.
-    touch(plugins / "tcpip_v40.1beta" / "core.lib");
-    EXPECT_EQ(probe.getHighestVersionFromPath(path), "c40.1bea");
-    // One shared result, emptied by a search that finds nothing.
-    std::string empty = "C:\\plugins\\3.12.05";
-    EXPECT_EQ(&Probe().getHighestVersionFromPath(empty), &result);
-    EXPECT_EQ(result, "");
+    // Only subdirectories that hold a library and are not hidden count; a
+    // number below 1000 counts as n*100+99 (3.12 above 3.12.05, 9.99 above
+    // 10.00); names keep digits, dots and hex letters; on a tie the first
+    // listed wins. One result string serves every object.
+    const std::pair<std::vector<const char*>, const char*> cases[] = {
+        {{"3.12", "3.12.05", "4.00"}, "4.00"},
+        {{"3.12", "3.12.05"}, "3.12"},
+        {{"9.99", "10.00"}, "9.99"},
+        {{"tcpip_v40.1beta"}, "c40.1bea"},
+        {{"3.12", "3_12"}, "3.12"},
+        {{}, ""}};
+    std::string& shared = Probe().getHighestVersionFromPath(dir);
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const fs::path plugins = cDrive() / ("p" + std::to_string(i));
+        for (const char* name : cases[i].first)
+            touch(plugins / name / "core.lib");
+        touch(plugins / ".9.00" / "core.lib");
+        touch(plugins / "8.00" / "readme.txt");
+        touch(plugins / "5.00.lib");
+        dir = "C:\\p" + std::to_string(i);
+        EXPECT_EQ(&Probe().getHighestVersionFromPath(dir), &shared);
+        EXPECT_EQ(shared, cases[i].second) << i;
+    }
 }
 
-TEST_F(Version, PluginAndScriptDirectoriesByType) {
-    klxtest::setEnv("KLLIBHOME", "C:\\sdk");
-    for (const char* lib : {"tcpip/2.10/tcpip.lib", "tcpip/2.10.50/tcpip.lib", "m2m/1.2.3/m2m.lib"})
-        touch(drive() / "sdk" / lib);
-    EXPECT_EQ(Probe(KLX_APP_TCPIP_DIR).show(), "2.10.99.0 2.10");
-    EXPECT_EQ(Probe(KLX_APP_M2M_DIR).show(), "1.2.3.0 1.2.3");
+TEST_F(Version, PluginScriptAndCompilerVersionsByType) {
+    setEnv("KLLIBHOME", "C:\\sdk");
+    for (const char* lib : {"tcpip/2.10/t.lib", "tcpip/2.10.50/t.lib", "m2m/1.2.3/m.lib"})
+        touch(cDrive() / "sdk" / lib);
+    EXPECT_EQ(Probe(KLX_APP_TCPIP_DIR).show(), "2.10.99.0 2.10 / ");
+    EXPECT_EQ(Probe(KLX_APP_M2M_DIR).show(), "1.2.3.0 1.2.3 / ");
+    // The scripts directory's name, extension and all, once it holds a script.
+    setEnv("SGT_DIR", "/cygdrive/c/tools/2_1.5");
+    fs::create_directories(cDrive() / "tools" / "2_1.5");
+    EXPECT_EQ(Probe(KLX_APP_SGT_DIR).show(), "0.0.0.0  / ");
+    touch(cDrive() / "tools" / "2_1.5" / "gen.sh");
+    EXPECT_EQ(Probe(KLX_APP_SGT_DIR).show(), "2.1.5.0 2_1.5 / ");
 
-    klxtest::setEnv("SGT_DIR", "/cygdrive/c/tools/2_1");
-    fs::create_directories(drive() / "tools" / "2_1");
-    EXPECT_EQ(Probe(KLX_APP_SGT_DIR).show(), "0.0.0.0 ");
-    touch(drive() / "tools" / "2_1" / "gen.sh");
-    EXPECT_EQ(Probe(KLX_APP_SGT_DIR).show(), "2.1.0.0 2_1");
-
-    // Nothing installed: zero, without reading any resource.
-    klxtest::unsetEnv("KLLIBHOME");
-    KLXSystem::resetAppPathTable();
-    Probe none(KLX_APP_M2M_DIR);
-    EXPECT_EQ(none.show(), "0.0.0.0 ");
-    EXPECT_EQ(none.mVersionInfo, nullptr);
-    EXPECT_EQ(Probe(KLX_APP_GCC_HOME).show(), "0.0.0.0 ");
-}
-
-TEST_F(Version, CrossCompilerFromItsDirectoryNameOrItsBanner) {
-    const fs::path bash = drive() / "cygroot" / "bin" / "bash";
-    // The compiler's directory name tells the version; bash is not asked.
+    // The compiler's directory name tells its version; bash is not asked.
+    const fs::path bash = cDrive() / "cygroot" / "bin" / "bash";
     registerCygwin("C:/cygroot");
-    klxtest::installFakeTool(bash);
-    klxtest::installFakeTool(drive() / "gcc" / "bin" / "arm-elf-gcc.exe");
-    klxtest::setEnv("KLGCCHOME", "/cygdrive/c/gcc-3.4.4");
-    EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "3.4.4.0 3.4.4");
+    installFakeTool(bash);
+    installFakeTool(cDrive() / "gcc" / "bin" / "arm-elf-gcc.exe");
+    setEnv("KLGCCHOME", "/cygdrive/c/gcc-3.4.4");
+    EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "3.4.4.0 3.4.4 / ");
     EXPECT_FALSE(fs::exists(fs::path(bash).replace_extension(".log")));
-
-    // An unversioned directory: the banner's first line.
-    klxtest::setEnv("KLGCCHOME", "/cygdrive/c/gcc");
+    // An unversioned directory: the banner's first line, through a bash that
+    // is no login shell; without bash there is none.
+    setEnv("KLGCCHOME", "/cygdrive/c/gcc");
     KLXSystem::resetAppPathTable();
-    EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "4.1.1.0 4.1.1");
-    EXPECT_EQ(klxtest::fakeToolLog(bash),
-              "[-c]\n[ /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version ]\n");
-
-    // Without bash there is no banner.
+    EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "4.1.1.0 4.1.1 / ");
+    EXPECT_EQ(fakeToolLog(bash), "[-c]\n[ /cygdrive/c/gcc/bin/arm-elf-gcc.exe --version ]\n");
     registerCygwin("");
-    EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "0.0.0.0 ");
+    EXPECT_EQ(Probe(KLX_APP_ARM_ELF_GCC).show(), "0.0.0.0  / ");
 }

@@ -14,16 +14,7 @@
 
 namespace klxtest {
 
-using klx::version::encodeNode;
-using klx::version::fixedFileInfo;
-using klx::version::pad;
-using klx::version::put16;
-using klx::version::put32;
-using klx::version::stringNode;
-using klx::version::StringTable;
-using klx::version::utf16;
-using klx::version::VersionNode;
-using klx::version::versionTree;
+using namespace klx::version;
 
 // One resource of an image: its type ID, data and language, under name ID 1.
 // Resources of the same type that follow each other are the languages of
@@ -34,13 +25,11 @@ struct Resource {
     std::uint16_t language = 0x409;
 };
 
-// Where the parts of a built image lie in its file.
+// Where the parts of a built image lie in its file: the resource directory
+// (kHeadersSize), per type its name and language directories, per resource
+// its data entry and its bytes.
 struct ImageLayout {
-    std::size_t resourceSection = 0;              // file offset of the resource directory
-    std::vector<std::size_t> nameDirectories;     // one per type
-    std::vector<std::size_t> languageDirectories; // one per type
-    std::vector<std::size_t> dataEntries;         // one per resource
-    std::vector<std::size_t> data;                // each resource's bytes
+    std::vector<std::size_t> nameDirectories, languageDirectories, dataEntries, data;
 };
 
 const std::uint32_t kSectionRva = 0x1000;
@@ -52,73 +41,66 @@ const std::size_t kHeadersSize = 0x200;
 inline std::string peImage(bool plus, const std::vector<Resource>& resources,
                            ImageLayout* layout = nullptr) {
     ImageLayout where;
-    where.resourceSection = kHeadersSize;
-    std::string section;
-    if (resources.empty()) {
-        section = "plain data";
-    } else {
-        // Each type: [first resource, end) of `resources`.
-        std::vector<std::pair<std::size_t, std::size_t>> types;
-        for (std::size_t i = 0; i < resources.size(); ++i) {
-            if (types.empty() || resources[types.back().first].type != resources[i].type)
-                types.push_back({i, i});
-            types.back().second = i + 1;
-        }
-        // The root, then per type its name directory, its language directory
-        // and its data entries.
-        section.assign(16 + 8 * types.size(), '\0');
-        put16(section, 14, static_cast<std::uint32_t>(types.size()));
-        for (std::size_t t = 0; t < types.size(); ++t) {
-            const std::size_t first = types[t].first, count = types[t].second - first;
-            const std::size_t nameDir = section.size(), languageDir = nameDir + 24;
-            section.append(24 + 16 + 24 * count, '\0');
-            put32(section, 16 + 8 * t, resources[first].type);
-            put32(section, 20 + 8 * t, 0x80000000u | static_cast<std::uint32_t>(nameDir));
-            put16(section, nameDir + 14, 1);
-            put32(section, nameDir + 16, 1);
-            put32(section, nameDir + 20, 0x80000000u | static_cast<std::uint32_t>(languageDir));
-            put16(section, languageDir + 14, static_cast<std::uint32_t>(count));
-            for (std::size_t l = 0; l < count; ++l) {
-                const std::size_t entry = languageDir + 16 + 8 * count + 16 * l;
-                put32(section, languageDir + 16 + 8 * l, resources[first + l].language);
-                put32(section, languageDir + 20 + 8 * l, static_cast<std::uint32_t>(entry));
-                where.dataEntries.push_back(kHeadersSize + entry);
-            }
-            where.nameDirectories.push_back(kHeadersSize + nameDir);
-            where.languageDirectories.push_back(kHeadersSize + languageDir);
-        }
-        for (std::size_t i = 0; i < resources.size(); ++i) {
-            pad(section, 8);
-            const std::size_t entry = where.dataEntries[i] - kHeadersSize;
-            put32(section, entry, kSectionRva + static_cast<std::uint32_t>(section.size()));
-            put32(section, entry + 4, static_cast<std::uint32_t>(resources[i].data.size()));
-            where.data.push_back(kHeadersSize + section.size());
-            section += resources[i].data;
-        }
+    // Each type: its first resource and its count.
+    std::vector<std::pair<std::size_t, std::size_t>> types;
+    for (std::size_t i = 0; i < resources.size(); ++i) {
+        if (types.empty() || resources[types.back().first].type != resources[i].type)
+            types.push_back({i, 0});
+        ++types.back().second;
     }
+    // The root, then per type its name directory, its language directory
+    // and its data entries, then the data.
+    std::string section(16 + 8 * types.size(), '\0');
+    put16(section, 14, static_cast<std::uint32_t>(types.size()));
+    for (std::size_t t = 0; t < types.size(); ++t) {
+        const auto [first, count] = types[t];
+        const std::size_t nameDir = section.size(), languageDir = nameDir + 24;
+        section.append(24 + 16 + 24 * count, '\0');
+        put32(section, 16 + 8 * t, resources[first].type);
+        put32(section, 20 + 8 * t, 0x80000000u | static_cast<std::uint32_t>(nameDir));
+        put16(section, nameDir + 14, 1);
+        put32(section, nameDir + 16, 1);
+        put32(section, nameDir + 20, 0x80000000u | static_cast<std::uint32_t>(languageDir));
+        put16(section, languageDir + 14, static_cast<std::uint32_t>(count));
+        for (std::size_t l = 0; l < count; ++l) {
+            const std::size_t entry = languageDir + 16 + 8 * count + 16 * l;
+            put32(section, languageDir + 16 + 8 * l, resources[first + l].language);
+            put32(section, languageDir + 20 + 8 * l, static_cast<std::uint32_t>(entry));
+            where.dataEntries.push_back(kHeadersSize + entry);
+        }
+        where.nameDirectories.push_back(kHeadersSize + nameDir);
+        where.languageDirectories.push_back(kHeadersSize + languageDir);
+    }
+    for (std::size_t i = 0; i < resources.size(); ++i) {
+        pad(section, 8);
+        const std::size_t entry = where.dataEntries[i] - kHeadersSize;
+        put32(section, entry, kSectionRva + static_cast<std::uint32_t>(section.size()));
+        put32(section, entry + 4, static_cast<std::uint32_t>(resources[i].data.size()));
+        where.data.push_back(kHeadersSize + section.size());
+        section += resources[i].data;
+    }
+    if (resources.empty())
+        section = "plain data";
     const std::size_t virtualSize = section.size();
     pad(section, 0x200);
 
+    // DOS header, PE signature, file header, optional header with its data
+    // directories, and the section table.
     std::string image(kHeadersSize, '\0');
-    image[0] = 'M';
-    image[1] = 'Z';
-    const std::size_t nt = 0x40;
-    put32(image, 0x3C, nt);
-    image.replace(nt, 4, std::string("PE\0\0", 4));
-    const std::size_t fileHeader = nt + 4;
-    const std::size_t optionalSize = plus ? 240 : 224;
-    put16(image, fileHeader, plus ? 0x8664 : 0x14C);
-    put16(image, fileHeader + 2, 1);
-    put16(image, fileHeader + 16, static_cast<std::uint32_t>(optionalSize));
-    put16(image, fileHeader + 18, 0x2102);
-    const std::size_t optional = fileHeader + 20;
+    image.replace(0, 2, "MZ");
+    put32(image, 0x3C, 0x40);
+    image.replace(0x40, 4, std::string("PE\0\0", 4));
+    const std::size_t optionalSize = plus ? 240 : 224, optional = 0x40 + 24;
+    put16(image, 0x44, plus ? 0x8664 : 0x14C);
+    put16(image, 0x46, 1);
+    put16(image, 0x54, static_cast<std::uint32_t>(optionalSize));
+    put16(image, 0x56, 0x2102);
     put16(image, optional, plus ? 0x20B : 0x10B);
     put32(image, optional + 16, kSectionRva); // entry point
     put32(image, optional + (plus ? 108 : 92), 16);
-    const std::size_t directories = optional + (plus ? 112 : 96);
     if (!resources.empty()) {
-        put32(image, directories + 16, kSectionRva);
-        put32(image, directories + 20, static_cast<std::uint32_t>(virtualSize));
+        put32(image, optional + (plus ? 128 : 112), kSectionRva);
+        put32(image, optional + (plus ? 132 : 116), static_cast<std::uint32_t>(virtualSize));
     }
     const std::size_t table = optional + optionalSize;
     image.replace(table, 6, resources.empty() ? ".data\0" : ".rsrc\0", 6);
