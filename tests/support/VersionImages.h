@@ -19,7 +19,6 @@ using klx::version::fixedFileInfo;
 using klx::version::pad;
 using klx::version::put16;
 using klx::version::put32;
-using klx::version::stringNode;
 using klx::version::StringTable;
 using klx::version::utf16;
 using klx::version::VersionNode;
