@@ -7,8 +7,6 @@
 
 #ifdef _WIN32
 #include <windows.h>
-#else
-extern char** environ;
 #endif
 
 namespace klxtest {
@@ -54,18 +52,6 @@ std::string getEnv(const std::string& name) {
     const char* value = std::getenv(name.c_str());
     return value == nullptr ? "<undefined>" : value;
 #endif
-}
-
-std::vector<std::string> environmentEntries() {
-#ifdef _WIN32
-    char** entries = _environ;
-#else
-    char** entries = environ;
-#endif
-    std::vector<std::string> result;
-    for (char** entry = entries; *entry != nullptr; ++entry)
-        result.push_back(*entry);
-    return result;
 }
 
 std::filesystem::path cDrive() {
@@ -131,26 +117,17 @@ void isolateRegistry() {
             throw std::runtime_error("cannot create the scratch registry keys");
     // The system finds the user's profile directory in the machine's list of
     // profiles, and the user's name through the computer's name: the scratch
-    // machine key gets a copy of their values.
+    // machine key gets a copy of them.
     for (const wchar_t* path :
          {L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList",
           L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName",
           L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName"}) {
-        HKEY from = nullptr, to = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &from) == 0 &&
-            RegCreateKeyExW(keys[1], path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr) ==
-                0)
-            for (DWORD i = 0;; ++i) {
-                wchar_t name[256];
-                BYTE data[1024];
-                DWORD nameSize = 256, dataSize = sizeof data, type = 0;
-                if (RegEnumValueW(from, i, name, &nameSize, nullptr, &type, data, &dataSize) != 0)
-                    break;
-                RegSetValueExW(to, name, 0, type, data, dataSize);
-            }
-        for (HKEY key : {from, to})
-            if (key != nullptr)
-                RegCloseKey(key);
+        HKEY copy = nullptr;
+        if (RegCreateKeyExW(keys[1], path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &copy,
+                            nullptr) == 0) {
+            RegCopyTreeW(HKEY_LOCAL_MACHINE, path, copy);
+            RegCloseKey(copy);
+        }
     }
     for (int i = 0; i < 3; ++i) {
         if (RegOverridePredefKey(roots[i].first, keys[i]) != 0)

@@ -16,9 +16,6 @@ void unsetEnv(const std::string& name);
 // and writes it; "<undefined>" when it is not set.
 std::string getEnv(const std::string& name);
 
-// Every variable of the process as "NAME=VALUE".
-std::vector<std::string> environmentEntries();
-
 // The host path of the library's drive C:\ (on POSIX $KLX_PREFIX/drive_c,
 // created; on Windows C:\ itself).
 std::filesystem::path cDrive();

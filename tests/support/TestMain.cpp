@@ -16,17 +16,13 @@ namespace {
 class TemporaryHome : public ::testing::Environment {
 public:
     void SetUp() override {
-        // A name no other test process has taken: create_directory fails
+        // A name no other test process has taken: create_directory is false
         // for one that exists.
         std::random_device random;
-        const std::filesystem::path temp = std::filesystem::temp_directory_path();
-        for (int attempt = 0; attempt < 100 && mRoot.empty(); ++attempt) {
-            const std::filesystem::path candidate =
-                temp / ("klx-test-" + std::to_string(random()) + std::to_string(random()));
-            if (std::filesystem::create_directory(candidate))
-                mRoot = candidate;
-        }
-        ASSERT_FALSE(mRoot.empty());
+        do
+            mRoot = std::filesystem::temp_directory_path() /
+                    ("klx-test-" + std::to_string(random()) + std::to_string(random()));
+        while (!std::filesystem::create_directory(mRoot));
         std::filesystem::permissions(mRoot, std::filesystem::perms::owner_all);
         std::filesystem::create_directories(mRoot / "home");
         klxtest::setEnv("HOME", (mRoot / "home").string());

@@ -14,24 +14,14 @@ struct ToolResult {
     std::string err;
 };
 
-struct ToolOptions {
-    // "NAME=VALUE" sets a variable for the child, "NAME" alone removes it.
-    std::vector<std::string> environment;
-    // Start from an empty environment instead of the test's own.
-    bool cleanEnvironment = false;
-    // The child's current directory; empty for the test's own.
-    std::string workingDirectory;
-};
-
-// Runs `program` (a path, or a name looked up in PATH) with `arguments`,
-// stdin from the null device and stdout and stderr into files of a fresh scratch
-// directory, and waits for it to end.
+// Runs `program` with `arguments` in `workingDirectory` (empty: the test's
+// own), stdin from the null device and stdout and stderr into files, and
+// waits for it to end. `environment` changes the test's environment for the
+// child: "NAME=VALUE" sets a variable, "NAME" alone removes it (POSIX only; a
+// Windows child inherits the test's environment as it is).
 ToolResult runTool(const std::string& program, const std::vector<std::string>& arguments,
-                   const ToolOptions& options = ToolOptions());
-
-// The environment that runTool gives the child: the test's own (unless a
-// clean one is asked for) with the options' changes on top, as "NAME=VALUE".
-std::vector<std::string> childEnvironment(const ToolOptions& options);
+                   const std::vector<std::string>& environment = {},
+                   const std::string& workingDirectory = "");
 
 // The lines of a program's output, without their line breaks.
 std::vector<std::string> outputLines(const std::string& text);

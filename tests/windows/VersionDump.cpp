@@ -1,7 +1,7 @@
 // Prints what a version reader finds in each file, in one format for every
 // reader, so that the readers can be compared line by line:
 //
-//   VersionDump [--api] PATH...     each file, or each file of a directory
+//   VersionDump [--api] DIR...      each file of the directories
 //   VersionDump --images DIR        writes the version test images into DIR
 //
 // The default reader is the library's (the platform layer's
@@ -216,38 +216,22 @@ int main(int argc, char** argv) {
         return 0;
     }
     Reader reader{libraryRead, libraryQuery};
-    if (!args.empty() && args[0] == "--api") {
 #ifdef _WIN32
+    if (!args.empty() && args[0] == "--api") {
         reader = Reader{apiRead, apiQuery};
         args.erase(args.begin());
-#else
-        std::fprintf(stderr, "VersionDump: --api reads with Windows' own functions\n");
-        return 2;
-#endif
     }
-    if (args.empty()) {
-        std::fprintf(stderr, "usage: VersionDump [--api] PATH... | --images DIR\n");
-        return 2;
-    }
-    // Each file by its name, a directory's files by theirs.
-    std::vector<std::pair<std::string, fs::path>> files;
-    for (const std::string& arg : args) {
-        const fs::path path = fs::u8path(arg);
-        if (fs::is_directory(path)) {
-            for (const fs::directory_entry& entry : fs::directory_iterator(path))
-                if (entry.is_regular_file())
-                    files.emplace_back(entry.path().filename().u8string(), entry.path());
-        } else {
-            files.emplace_back(path.filename().u8string(), path);
-        }
-    }
-    std::sort(files.begin(), files.end());
-#ifdef _WIN32
     _setmode(_fileno(stdout), _O_BINARY); // LF stays LF
 #endif
+    std::vector<std::pair<std::string, fs::path>> files;
+    for (const std::string& arg : args)
+        for (const fs::directory_entry& entry : fs::directory_iterator(fs::u8path(arg)))
+            if (entry.is_regular_file())
+                files.emplace_back(entry.path().filename().u8string(), entry.path());
+    std::sort(files.begin(), files.end());
     std::string out;
     for (const auto& file : files)
         dumpFile(reader, file.second, file.first, out);
     std::fwrite(out.data(), 1, out.size(), stdout);
-    return 0;
+    return args.empty() ? 2 : 0;
 }
