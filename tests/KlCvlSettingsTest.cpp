@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -18,50 +17,18 @@ using Lines = std::vector<std::string>;
 
 namespace {
 
-const char* const kVariables[] = {
-    "KL_CVL_IDE_OS_DEFAULT", "KL_CVL_IDE_FW_DEFAULT", "KL_CVL_IDE_PLUGINS", "KL_CVL_IDE_GTS_GCC",
-    "KL_CVL_IDE_GTS_ARM",    "KL_CVL_IDE_GTS_MINGW",  "KL_CVL_IDE_ECLIPSE"};
-const char* const kShort[] = {"os", "fw", "plugins", "gcc", "arm", "mingw", "eclipse"};
-// A choice for each: the OS library of baseband "orvan" and its firmware first.
-const char* const kChoice[] = {
-    "sdk/OS/V3.10", "sdk/Firmware/V3.10_orvan", "sdk/Plugins/V1.00", "sdk/GCC/V3.4",
-    "sdk/GCC/V3.4", "sdk/MinGW/V5.1",           "sdk/Eclipse/V3.2"};
-
 struct Element {
-    std::string value;
-    Lines paths;      // selectable paths in the order shown
-    int current = -1; // the one marked "*"
+    const char *label, *shortName, *variable;
+    const char* choice; // the OS library of baseband "orvan" and its firmware
 };
-
-struct Show {
-    std::map<std::string, Element> elements;
-    std::string baseband, configFile;
-};
-
-// Reads the show strictly: an element line, then its paths numbered from 0.
-Show parseShow(const std::string& out) {
-    Show show;
-    Element* element = nullptr;
-    for (const std::string& line : klxtest::outputLines(out)) {
-        std::string::size_type name = line.find(") KL_CVL_IDE_"), equals = line.find(" = ");
-        if (line.rfind("OS baseband: ", 0) == 0) {
-            show.baseband = line.substr(13);
-        } else if (line.rfind("Configuration file: ", 0) == 0) {
-            show.configFile = line.substr(20);
-        } else if (name != std::string::npos && equals != std::string::npos) {
-            element = &show.elements[line.substr(name + 2, equals - name - 2)];
-            element->value = line.substr(equals + 3);
-        } else if (element != nullptr && line != "      (no selectable paths)" && !line.empty()) {
-            std::string number = std::to_string(element->paths.size());
-            bool marked = line.rfind("  * " + number + "  ", 0) == 0;
-            EXPECT_TRUE(marked || line.rfind("    " + number + "  ", 0) == 0) << line;
-            if (marked)
-                element->current = static_cast<int>(element->paths.size());
-            element->paths.push_back(line.substr(6 + number.size()));
-        }
-    }
-    return show;
-}
+const Element kElements[] = {
+    {"OS library", "os", "KL_CVL_IDE_OS_DEFAULT", "sdk/OS/V3.10"},
+    {"Firmware", "fw", "KL_CVL_IDE_FW_DEFAULT", "sdk/Firmware/V3.10_orvan"},
+    {"Plug-ins", "plugins", "KL_CVL_IDE_PLUGINS", "sdk/Plugins/V1.00"},
+    {"GCC tool suite", "gcc", "KL_CVL_IDE_GTS_GCC", "sdk/GCC/V3.4"},
+    {"ARM tool suite", "arm", "KL_CVL_IDE_GTS_ARM", "sdk/GCC/V3.4"},
+    {"MinGW", "mingw", "KL_CVL_IDE_GTS_MINGW", "sdk/MinGW/V5.1"},
+    {"Eclipse", "eclipse", "KL_CVL_IDE_ECLIPSE", "sdk/Eclipse/V3.2"}};
 
 std::string withSlashes(std::string path) {
     std::replace(path.begin(), path.end(), '\\', '/');
@@ -79,10 +46,12 @@ protected:
     klxtest::ToolResult run(const Lines& arguments, const Lines& environment = {}) {
         return klxtest::runTool(KLX_TOOL_KLCVLSETTINGS, arguments, environment, mRoot.string());
     }
-    Show show(const Lines& arguments = {}) {
+    // The lines printed by a run that must succeed.
+    Lines lines(const Lines& arguments = {}) {
         klxtest::ToolResult result = run(arguments);
         EXPECT_EQ(result.exitCode, 0) << result.err;
-        return parseShow(result.out);
+        EXPECT_EQ(result.err, "");
+        return klxtest::outputLines(result.out);
     }
 
     std::string host(const std::string& relative) const {
@@ -103,15 +72,12 @@ protected:
         return (fs::path(klxtest::profileDirectory()) / ".cvlrc").string();
     }
 
-    // Selects all seven by host path, and gives what the program printed.
+    // Selects all seven by host path.
     Lines selectAll() {
         Lines arguments;
-        for (size_t i = 0; i < 7; ++i)
-            arguments.push_back(std::string(kShort[i]) + "=" + host(kChoice[i]));
-        klxtest::ToolResult result = run(arguments);
-        EXPECT_EQ(result.exitCode, 0) << result.err;
-        EXPECT_EQ(result.err, "");
-        return klxtest::outputLines(result.out);
+        for (const Element& element : kElements)
+            arguments.push_back(std::string(element.shortName) + "=" + host(element.choice));
+        return lines(arguments);
     }
 
     // Nothing on stdout, one message on stderr naming `named` (and a last
@@ -139,53 +105,52 @@ protected:
 };
 
 TEST_F(KlCvlSettings, ShowsSelectsAndSaysWhetherTheFirmwareFollowed) {
-    Show first = show();
-    ASSERT_EQ(first.elements.size(), 7u);
-    for (const char* variable : kVariables)
-        EXPECT_EQ(first.elements[variable].value, "(not set)") << variable;
-    EXPECT_EQ(first.baseband, "(none)");
-    EXPECT_EQ(first.configFile, rcFile());
+    Lines shown, selected;
+    for (const Element& element : kElements)
+        shown.insert(shown.end(), {std::string(element.label) + " (" + element.shortName + ") " +
+                                       element.variable + " = (not set)",
+                                   "      (no selectable paths)"});
+    shown.insert(shown.end(), {"", "OS baseband: (none)", "Configuration file: " + rcFile()});
+    EXPECT_EQ(lines(), shown);
 
-    // The firmware, chosen in the same call, is not said to stay.
-    Lines expected;
-    for (size_t i = 0; i < 7; ++i)
-        expected.push_back(std::string(kVariables[i]) + " = " + windows(kChoice[i]));
-    expected.push_back("Saved to " + rcFile());
-    EXPECT_EQ(selectAll(), expected);
-
-    Show after = show();
-    for (size_t i = 0; i < 7; ++i) {
-        const Element& element = after.elements[kVariables[i]];
-        EXPECT_EQ(element.value, windows(kChoice[i])) << kVariables[i];
-        ASSERT_GE(element.current, 0) << kVariables[i];
-        EXPECT_EQ(element.paths[element.current], element.value);
+    // The firmware, chosen in the same call, is not said to stay. The OS
+    // libraries beside the chosen one are selectable too.
+    shown.clear();
+    for (const Element& element : kElements) {
+        const std::string value = windows(element.choice);
+        selected.push_back(std::string(element.variable) + " = " + value);
+        shown.push_back(std::string(element.label) + " (" + element.shortName + ") " +
+                        selected.back());
+        if (&element == &kElements[0])
+            shown.insert(shown.end(), {"    0  " + windows("sdk/OS/V2.00"),
+                                       "    1  " + windows("sdk/OS/V2.10"), "  * 2  " + value});
+        else
+            shown.push_back("  * 0  " + value);
     }
-    EXPECT_EQ(after.baseband, "orvan");
+    selected.push_back("Saved to " + rcFile());
+    shown.insert(shown.end(), {"", "OS baseband: orvan", "Configuration file: " + rcFile()});
+    EXPECT_EQ(selectAll(), selected);
+    EXPECT_EQ(lines(), shown);
 
     // The OS library of the other baseband, by its index.
-    const Lines& osPaths = after.elements["KL_CVL_IDE_OS_DEFAULT"].paths;
-    EXPECT_EQ(osPaths.size(), 3u);
-    const std::string pavanOs = windows("sdk/OS/V2.10");
-    auto at = std::find(osPaths.begin(), osPaths.end(), pavanOs);
-    ASSERT_NE(at, osPaths.end());
-    klxtest::ToolResult result = run({"os=" + std::to_string(at - osPaths.begin())});
-    Lines lines = klxtest::outputLines(result.out);
-    ASSERT_EQ(lines.size(), 3u) << result.out;
-    EXPECT_EQ(lines[0], "KL_CVL_IDE_OS_DEFAULT = " + pavanOs);
+    Lines printed = lines({"os=1"});
+    ASSERT_EQ(printed.size(), 3u);
+    EXPECT_EQ(printed[0], "KL_CVL_IDE_OS_DEFAULT = " + windows("sdk/OS/V2.10"));
     const std::string followed =
         "Firmware followed the OS library to baseband pavan: KL_CVL_IDE_FW_DEFAULT = ";
-    ASSERT_EQ(lines[1].rfind(followed, 0), 0u) << lines[1];
-    const std::string firmware = lines[1].substr(followed.size());
-    EXPECT_EQ(firmware.rfind(windows("sdk/Firmware/V2."), 0), 0u) << firmware;
-    EXPECT_EQ(lines[2], "Saved to " + rcFile());
+    ASSERT_EQ(printed[1].rfind(followed, 0), 0u) << printed[1];
+    EXPECT_EQ(printed[1].rfind(windows("sdk/Firmware/V2."), followed.size()), followed.size());
+    EXPECT_EQ(printed[2], "Saved to " + rcFile());
+    // Its emulation executable may be in emu\ubex_cvl\Debug.
+    const std::string firmware = windows("sdk/Firmware/V2.10_pavan");
+    EXPECT_EQ(lines({"fw=" + firmware})[0], "KL_CVL_IDE_FW_DEFAULT = " + firmware);
 
     // Back to "orvan" with no firmware of it left.
     fs::remove_all(mRoot / "sdk" / "Firmware" / "V3.10_orvan");
-    lines = klxtest::outputLines(run({"os=" + host("sdk/OS/V3.10")}).out);
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[1], "Firmware did not follow: its history holds no firmware of baseband orvan "
-                        "with an emulation executable; KL_CVL_IDE_FW_DEFAULT stays " +
-                            firmware);
+    EXPECT_EQ(lines({"os=" + host("sdk/OS/V3.10")})[1],
+              "Firmware did not follow: its history holds no firmware of baseband orvan with an "
+              "emulation executable; KL_CVL_IDE_FW_DEFAULT stays " +
+                  firmware);
 }
 
 // Element names in any letter case and every form of one directory: one
@@ -201,13 +166,10 @@ TEST_F(KlCvlSettings, EveryFormOfADirectoryIsSavedInOneSpelling) {
 #endif
     for (const std::string& selection :
          Lines{"os=sdk/OS/./V3.10/../V2.00/", "OS=" + cygwin,
-               "KL_CVL_IDE_OS_DEFAULT=" + lower + "\\", "kl_cvl_ide_os_default=" + upper}) {
-        klxtest::ToolResult result = run({selection});
-        EXPECT_EQ(result.exitCode, 0) << result.err;
-        EXPECT_EQ(klxtest::outputLines(result.out).front(),
-                  "KL_CVL_IDE_OS_DEFAULT = " + windows("sdk/OS/V2.00"));
-    }
-    EXPECT_EQ(show().elements["KL_CVL_IDE_OS_DEFAULT"].paths.size(), 3u);
+               "KL_CVL_IDE_OS_DEFAULT=" + lower + "\\", "kl_cvl_ide_os_default=" + upper})
+        EXPECT_EQ(lines({selection}).front(), "KL_CVL_IDE_OS_DEFAULT = " + windows("sdk/OS/V2.00"));
+    // Three OS libraries and six elements with none, each on two lines.
+    EXPECT_EQ(lines().size(), 1 + 3 + 6 * 2 + 3u);
 }
 
 TEST_F(KlCvlSettings, RefusedSelectionsSaveNothing) {
@@ -219,7 +181,7 @@ TEST_F(KlCvlSettings, RefusedSelectionsSaveNothing) {
     // A manifest that does not parse: the library prints nothing of its own.
     fs::copy(mRoot / "sdk" / "Firmware" / "V3.10_orvan", mRoot / "bad" / "FwBroken");
     klxtest::writeBytes(mRoot / "bad" / "FwBroken" / "manifest.xml", "<Firmware baseband=");
-    expectNothingSaved({"fw=" + host(kChoice[1])}, 1, "select os first");
+    expectNothingSaved({"fw=" + host(kElements[1].choice)}, 1, "select os first");
     expectNothingSaved({"os=0"}, 1, "index 0 is out of range: KL_CVL_IDE_OS_DEFAULT has no");
     selectAll();
 
@@ -243,7 +205,8 @@ TEST_F(KlCvlSettings, RefusedSelectionsSaveNothing) {
         {{"plugins=a\nb"}, "line break"},
         {{"plugins=`touch ran`"}, "backquote"},
         {{"plugins=odd/$(touch ran)"}, "a \"$\", which"},
-        {{"plugins=${HOME"}, "not a variable reference"},
+        {{"plugins=${HOME:-x}"}, "not a variable reference"},
+        {{"plugins=$1"}, "not a variable reference"},
         {{"plugins=$KLCOREHOME\\"}, "backslash"},
     };
     for (const auto& [arguments, named] : rows)
@@ -273,7 +236,7 @@ TEST_F(KlCvlSettings, RunsThatCannotSaveSaveNothing) {
         {"", {}, {"os"}, 2, "'os'"},
         {"/", {}, {}, 3, ".cvlrc: it is a directory"},
         {"/", {}, {plugins}, 3, ".cvlrc: it is a directory"},
-        {"#\nB" + std::string(1, '\0') + "C\n", {}, {plugins}, 3, "line 2 holds a NUL byte"},
+        {"\r\nB" + std::string(1, '\0') + "C\n", {}, {plugins}, 3, "line 2 holds a NUL byte"},
         {"", {"KLX_PREFIX=" + host("other")}, {plugins}, 3, "other/registry.db"},
         {"", {"KLX_PREFIX=" + host("sdk/README.md/x")}, {}, 3, "x cannot be created"},
         {"", {"HOME"}, {plugins}, 3, "HOME is not set"},
@@ -298,34 +261,34 @@ TEST_F(KlCvlSettings, ExportsForAPosixShell) {
     GTEST_SKIP() << "host paths for a POSIX shell are the POSIX host's";
 #endif
     Lines expected;
-    for (const char* variable : kVariables)
-        expected.push_back(std::string("# ") + variable + " is not set");
-    EXPECT_EQ(klxtest::outputLines(run({"-e"}).out), expected);
+    for (const Element& element : kElements)
+        expected.push_back(std::string("# ") + element.variable + " is not set");
+    EXPECT_EQ(lines({"-e"}), expected);
     selectAll();
     fs::create_directories(mRoot / "it's");
-    ASSERT_EQ(run({"plugins=it's"}).exitCode, 0);
+    lines({"plugins=it's"});
     for (size_t i = 0; i < 7; ++i)
-        expected[i] = "export " + std::string(kVariables[i]) + "='" + host(kChoice[i]) + "'";
+        expected[i] =
+            "export " + std::string(kElements[i].variable) + "='" + host(kElements[i].choice) + "'";
     expected[2] = "export KL_CVL_IDE_PLUGINS='" + host("it") + "'\\''s'";
-    EXPECT_EQ(klxtest::outputLines(run({"-e"}).out), expected);
+    EXPECT_EQ(lines({"-e"}), expected);
 }
 
 TEST_F(KlCvlSettings, AnotherConfigurationFile) {
     selectAll();
     const std::string profileFile = klxtest::readBytes(rcFile());
     fs::create_directories(mRoot / "proj");
-
-    klxtest::ToolResult result = run({"-f", "proj/my.cvlrc", "eclipse=sdk/Eclipse/V3.2"});
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(withSlashes(klxtest::outputLines(result.out).back()),
+    EXPECT_EQ(withSlashes(lines({"-f", "proj/my.cvlrc", "eclipse=sdk/Eclipse/V3.2"}).back()),
               "Saved to " + withSlashes(host("proj/my.cvlrc")));
-    Show project = show({"-f", host("proj/my.cvlrc")});
-    EXPECT_EQ(project.configFile, host("proj/my.cvlrc"));
-    EXPECT_EQ(project.elements["KL_CVL_IDE_ECLIPSE"].value, windows("sdk/Eclipse/V3.2"));
-    EXPECT_EQ(project.elements["KL_CVL_IDE_OS_DEFAULT"].value, "(not set)");
+    Lines shown = lines({"-f", host("proj/my.cvlrc")});
+    EXPECT_EQ(shown.back(), "Configuration file: " + host("proj/my.cvlrc"));
+    EXPECT_EQ(shown[0], "OS library (os) KL_CVL_IDE_OS_DEFAULT = (not set)");
+    EXPECT_NE(std::find(shown.begin(), shown.end(),
+                        "Eclipse (eclipse) KL_CVL_IDE_ECLIPSE = " + windows("sdk/Eclipse/V3.2")),
+              shown.end());
 
     // A missing file is created empty and stays the one worked on.
-    EXPECT_EQ(show({"-f", host("new.cvlrc")}).configFile, host("new.cvlrc"));
+    EXPECT_EQ(lines({"-f", host("new.cvlrc")}).back(), "Configuration file: " + host("new.cvlrc"));
     EXPECT_TRUE(fs::is_regular_file(mRoot / "new.cvlrc"));
     EXPECT_EQ(klxtest::readBytes(rcFile()), profileFile);
 }
@@ -335,22 +298,18 @@ TEST_F(KlCvlSettings, HelpVersionAndInformationReport) {
                                                            {"--help", "Usage: KlCvlSettings "},
                                                            {"-v", "KlCvlSettings 0."},
                                                            {"--version", "KlCvlSettings 0."}};
-    for (const auto& [option, start] : options) {
-        klxtest::ToolResult result = run({option});
-        EXPECT_EQ(result.exitCode, 0);
-        EXPECT_EQ(result.out.rfind(start, 0), 0u) << result.out;
-    }
+    for (const auto& [option, start] : options)
+        EXPECT_EQ(lines({option}).front().rfind(start, 0), 0u);
     EXPECT_NE(run({"-v"}).out.find(" (Keldmar Corvale SDK)\n"), std::string::npos);
     EXPECT_FALSE(fs::exists(rcFile()));
 
     // The report follows what a save printed.
     klxtest::ToolResult result = run({"-i", "eclipse=sdk/Eclipse/V3.2"});
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    Lines lines = klxtest::outputLines(result.out);
-    ASSERT_GE(lines.size(), 3u) << result.out;
-    EXPECT_EQ(lines[1], "Saved to " + rcFile());
-    EXPECT_EQ(lines[2].rfind("OS version: ", 0), 0u) << result.out;
     EXPECT_EQ(result.out.find('\r'), std::string::npos);
+    Lines printed = klxtest::outputLines(result.out);
+    ASSERT_GE(printed.size(), 3u) << result.err;
+    EXPECT_EQ(printed[1], "Saved to " + rcFile());
+    EXPECT_EQ(printed[2].rfind("OS version: ", 0), 0u);
 }
 
 } // namespace

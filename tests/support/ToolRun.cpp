@@ -1,6 +1,28 @@
 #include "ToolRun.h"
 
+#include "TestFiles.h"
+
 namespace klxtest {
+
+ToolResult runTool(const std::string& program, const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& environment,
+                   const std::string& workingDirectory) {
+    // Files, not pipes: the child never blocks on a full pipe while the test
+    // waits for it.
+    const std::filesystem::path out = freshDir("run") / "out", err = out.parent_path() / "err";
+    ToolResult result;
+    result.exitCode = runToFiles(program, arguments, environment, workingDirectory, out, err);
+    result.out = readBytes(out);
+    result.err = readBytes(err);
+#ifdef _WIN32
+    // Text as a POSIX shell would read it: the programs write their lines in
+    // text mode, each ended by "\r\n".
+    for (std::string* text : {&result.out, &result.err})
+        for (std::string::size_type at; (at = text->find("\r\n")) != std::string::npos;)
+            text->erase(at, 1);
+#endif
+    return result;
+}
 
 std::vector<std::string> outputLines(const std::string& text) {
     std::vector<std::string> lines;

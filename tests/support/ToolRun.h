@@ -3,6 +3,7 @@
 #ifndef KLX_TEST_TOOL_RUN_H
 #define KLX_TEST_TOOL_RUN_H
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,12 @@ struct ToolResult {
 ToolResult runTool(const std::string& program, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& environment = {},
                    const std::string& workingDirectory = "");
+
+// The host's part of runTool: starts the program with its output going into
+// `out` and `err`, and gives its exit code.
+int runToFiles(const std::string& program, const std::vector<std::string>& arguments,
+               const std::vector<std::string>& environment, const std::string& workingDirectory,
+               const std::filesystem::path& out, const std::filesystem::path& err);
 
 // The lines of a program's output, without their line breaks.
 std::vector<std::string> outputLines(const std::string& text);

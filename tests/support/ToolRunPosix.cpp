@@ -1,7 +1,5 @@
-// Runs a program through the shell and env(1), its output going into files.
+// Runs a program through the shell and env(1).
 #include "ToolRun.h"
-
-#include "TestFiles.h"
 
 #include <sys/wait.h>
 
@@ -21,12 +19,10 @@ std::string quoted(const std::string& text) {
 
 } // namespace
 
-ToolResult runTool(const std::string& program, const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment,
-                   const std::string& workingDirectory) {
-    const std::string out = (freshDir("run") / "out").string(), err = out + "-err";
-    // Files, not pipes: the child never blocks on a full pipe while the test
-    // waits for it. env takes its removals before the first assignment.
+int runToFiles(const std::string& program, const std::vector<std::string>& arguments,
+               const std::vector<std::string>& environment, const std::string& workingDirectory,
+               const std::filesystem::path& out, const std::filesystem::path& err) {
+    // env takes its removals before the first assignment.
     std::string command = "exec </dev/null >" + quoted(out) + " 2>" + quoted(err) + "; cd " +
                           quoted(workingDirectory.empty() ? "." : workingDirectory) +
                           " && exec env",
@@ -41,12 +37,7 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
     for (const std::string& argument : arguments)
         command += " " + quoted(argument);
     const int status = std::system(command.c_str());
-    ToolResult result;
-    if (status != -1 && WIFEXITED(status))
-        result.exitCode = WEXITSTATUS(status);
-    result.out = readBytes(out);
-    result.err = readBytes(err);
-    return result;
+    return status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 } // namespace klxtest

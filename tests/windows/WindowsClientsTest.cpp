@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,11 +29,7 @@ using Pairs = std::vector<std::pair<std::string, std::string>>;
 std::string fromUtf16(const std::string& bytes) {
     std::wstring text(bytes.size() / 2, L'\0');
     std::memcpy(&text[0], bytes.data(), text.size() * sizeof(wchar_t));
-    std::string utf8(text.size() * 3, '\0');
-    utf8.resize(static_cast<std::size_t>(
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), &utf8[0],
-                            static_cast<int>(utf8.size()), nullptr, nullptr)));
-    return utf8;
+    return std::filesystem::path(text).u8string();
 }
 
 // The text after `prefix` on the line of `text` that starts with it.
