@@ -138,12 +138,9 @@ TEST_F(KlCvlSettings, ShowsSelectsAndSaysWhetherTheFirmwareFollowed) {
     EXPECT_EQ(printed[0], "KL_CVL_IDE_OS_DEFAULT = " + windows("sdk/OS/V2.10"));
     const std::string followed =
         "Firmware followed the OS library to baseband pavan: KL_CVL_IDE_FW_DEFAULT = ";
-    ASSERT_EQ(printed[1].rfind(followed, 0), 0u) << printed[1];
-    EXPECT_EQ(printed[1].rfind(windows("sdk/Firmware/V2."), followed.size()), followed.size());
+    ASSERT_EQ(printed[1].rfind(followed + windows("sdk/Firmware/V2."), 0), 0u) << printed[1];
     EXPECT_EQ(printed[2], "Saved to " + rcFile());
-    // Its emulation executable may be in emu\ubex_cvl\Debug.
-    const std::string firmware = windows("sdk/Firmware/V2.10_pavan");
-    EXPECT_EQ(lines({"fw=" + firmware})[0], "KL_CVL_IDE_FW_DEFAULT = " + firmware);
+    const std::string firmware = printed[1].substr(followed.size());
 
     // Back to "orvan" with no firmware of it left.
     fs::remove_all(mRoot / "sdk" / "Firmware" / "V3.10_orvan");
@@ -191,7 +188,6 @@ TEST_F(KlCvlSettings, RefusedSelectionsSaveNothing) {
         {{"os=/cygdrive/u"}, "refuses U:\\: "},
         {{"os=bad/OS"}, "manifest.xml"},
         {{"plugins=" + host("sdk/GCC"), "gcc=" + host("bad/GCC")}, "\"bin\""},
-        {{"mingw=bad/GCC"}, "\"bin\""},
         {{"eclipse=bad/Eclipse"}, "eclipse.exe"},
         {{"fw=sdk/Firmware/V2.00_pavan"}, "baseband \"orvan\" (its baseband is \"pavan\")"},
         {{"fw=bad/FwNoEmu"}, "emu"},
