@@ -290,13 +290,10 @@ TEST_F(KlCvlSettings, AnotherConfigurationFile) {
 }
 
 TEST_F(KlCvlSettings, HelpVersionAndInformationReport) {
-    const std::pair<const char*, const char*> options[] = {{"-h", "Usage: KlCvlSettings "},
-                                                           {"--help", "Usage: KlCvlSettings "},
-                                                           {"-v", "KlCvlSettings 0."},
-                                                           {"--version", "KlCvlSettings 0."}};
-    for (const auto& [option, start] : options)
-        EXPECT_EQ(lines({option}).front().rfind(start, 0), 0u);
-    EXPECT_NE(run({"-v"}).out.find(" (Keldmar Corvale SDK)\n"), std::string::npos);
+    for (const char* option : {"-h", "--help"})
+        EXPECT_EQ(lines({option}).front().rfind("Usage: KlCvlSettings ", 0), 0u);
+    for (const char* option : {"-v", "--version"})
+        EXPECT_NE(lines({option}).front().find(" (Keldmar Corvale SDK)"), std::string::npos);
     EXPECT_FALSE(fs::exists(rcFile()));
 
     // The report follows what a save printed.

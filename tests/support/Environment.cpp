@@ -11,11 +11,10 @@
 
 namespace klxtest {
 
-namespace {
 #ifdef _WIN32
-std::wstring gScratchKey;
+// The key that holds the scratch roots of this test process.
+static std::wstring gScratchKey;
 #endif
-} // namespace
 
 void setEnv(const std::string& name, const std::string& value) {
 #ifdef _WIN32

@@ -18,8 +18,8 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
     // Text as a POSIX shell would read it: the programs write their lines in
     // text mode, each ended by "\r\n".
     for (std::string* text : {&result.out, &result.err})
-        for (std::string::size_type at; (at = text->find("\r\n")) != std::string::npos;)
-            text->erase(at, 1);
+        for (std::string::size_type at = 0; (at = text->find("\r\n", at)) != std::string::npos;)
+            text->erase(at++, 1);
 #endif
     return result;
 }
