@@ -10,7 +10,8 @@
 // with GetFileVersionInfoW and VerQueryValueW. Per file, sorted by name:
 //
 //   NAME: error CODE
-//   NAME: fixed FILE PRODUCT flags MASK/FLAGS os OS type TYPE/SUBTYPE
+//   NAME: fixed FILE PRODUCT MASK FLAGS OS TYPE SUBTYPE  in hex, each version
+//                                                         as two words
 //   NAME: translation LANG CP ...
 //   NAME: LANGCP Key=text               for each standard key that is there
 //
@@ -64,11 +65,6 @@ std::string hex(std::uint32_t value, int digits) {
     return text;
 }
 
-std::string version(std::uint32_t ms, std::uint32_t ls) {
-    return std::to_string(ms >> 16) + "." + std::to_string(ms & 0xFFFF) + "." +
-           std::to_string(ls >> 16) + "." + std::to_string(ls & 0xFFFF);
-}
-
 void dumpFile(const Reader& reader, const fs::path& path, const std::string& name,
               std::string& out) {
     const std::string head = name + ": ";
@@ -80,11 +76,10 @@ void dumpFile(const Reader& reader, const fs::path& path, const std::string& nam
     }
     std::string value;
     if (reader.query(block, "\\", value) && value.size() >= 52 && word32(value, 0) == 0xFEEF04BD) {
-        out += head + "fixed " + version(word32(value, 8), word32(value, 12)) + " " +
-               version(word32(value, 16), word32(value, 20)) + " flags " +
-               hex(word32(value, 24), 1) + "/" + hex(word32(value, 28), 1) + " os " +
-               hex(word32(value, 32), 1) + " type " + hex(word32(value, 36), 1) + "/" +
-               hex(word32(value, 40), 1) + "\n";
+        out += head + "fixed";
+        for (std::size_t at = 8; at < 44; at += 4)
+            out += " " + hex(word32(value, at), 1);
+        out += "\n";
     } else {
         out += head + "no fixed information\n";
     }
