@@ -105,7 +105,8 @@ TEST_F(System, ToolTableProgramDirectoryAndOtherTypes) {
                    {KLX_APP_CVL_SETTINGS, self + "\\KlCvlSettings.exe"}});
 }
 
-TEST_F(System, ToolTableRegistryRowsAndTheirDerivedEntries) {
+TEST_F(System, ToolTableRegistryRowsTheirDerivedEntriesAndTheReport) {
+    std::string& report = KLXSystem::getSystemInfo();
     // Not installed: the directories are empty, the executables are their
     // suffixes alone, and the entries that need a base stay empty.
     expectEntries({{KLX_APP_MSVC71_DIR, ""},
@@ -135,6 +136,24 @@ TEST_F(System, ToolTableRegistryRowsAndTheirDerivedEntries) {
                    {KLX_APP_MSVC6_EXE, vs + "Common\\MSDev98\\Bin\\MSDEV.EXE"},
                    {KLX_APP_CYGWIN_DLL, "D:\\cygwin\\bin\\cygwin1.dll"},
                    {KLX_APP_CYGWIN_ROOT, "D:\\cygwin"}});
+    // The report is rebuilt at every call, in the same string. The Eclipse
+    // entries come from the settings object, once there is one.
+    std::string rc = (freshDir("info") / "tools.cvlrc").string();
+    writeBytes(rc, "export KL_CVL_IDE_ECLIPSE=\"C:/SDK/Eclipse\"\n");
+    KLXCorvaleSettings settings(nullptr, rc);
+    SystemProbe::mOsType = KLX_OS_9X;
+    KLXSystem::resetAppPathTable();
+    expectEntries({{KLX_APP_ECLIPSE_EXE, "C:\\SDK\\Eclipse\\eclipse.exe"}});
+    EXPECT_EQ(&KLXSystem::getSystemInfo(), &report);
+    EXPECT_EQ(report, "OS version: Microsoft Windows ME, 98 or 95\r\nSystem Drive: C:\\"
+                      "\r\nUser profile directory: " +
+                          profileDirectory() + "\r\nCygwin Root Path: D:\\cygwin" +
+                          "\r\nMicrosoft Visual C++ 6.0 installed: yes"
+                          "\r\nMicrosoft Visual C++ .NET 2002 installed: yes"
+                          "\r\nMicrosoft Visual C++ .NET 2003 installed: yes"
+                          "\r\nEclipse installed: yes"
+                          "\r\nCorvale IDE path: " +
+                          programDirectory().string());
     // A product directory without a backslash is kept whole.
     setRegistry(HKEY_LOCAL_MACHINE, kMsvc6, "ProductDir", "VC98");
     KLXSystem::resetAppPathTable();
@@ -162,30 +181,6 @@ TEST_F(System, ToolTableEnvironmentRowsFollowTheWindowsFamily) {
                 "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment", "KLLIBHOME",
                 "F:/machine/lib");
     EXPECT_EQ(KLXSystem::getApplicationPath(KLX_APP_TCPIP_DIR), "F:\\machine\\lib\\tcpip");
-}
-
-TEST_F(System, ReportIsRebuiltAtEveryCall) {
-    std::string& report = KLXSystem::getSystemInfo();
-    // The Eclipse entries come from the settings object, once there is one.
-    setRegistry(HKEY_LOCAL_MACHINE, kMsvc6, "ProductDir", "C:\\VS\\VC98");
-    setRegistry(HKEY_LOCAL_MACHINE, kMsvc71, "InstallDir", "C:\\VS71");
-    setRegistry(HKEY_CURRENT_USER, kCygwin, "native", "C:/cygwin");
-    std::string rc = (freshDir("info") / "tools.cvlrc").string();
-    writeBytes(rc, "export KL_CVL_IDE_ECLIPSE=\"C:/SDK/Eclipse\"\n");
-    KLXCorvaleSettings settings(nullptr, rc);
-    SystemProbe::mOsType = KLX_OS_9X;
-    KLXSystem::resetAppPathTable();
-    expectEntries({{KLX_APP_ECLIPSE_EXE, "C:\\SDK\\Eclipse\\eclipse.exe"}});
-    EXPECT_EQ(&KLXSystem::getSystemInfo(), &report);
-    EXPECT_EQ(report, "OS version: Microsoft Windows ME, 98 or 95\r\nSystem Drive: C:\\"
-                      "\r\nUser profile directory: " +
-                          profileDirectory() + "\r\nCygwin Root Path: C:\\cygwin" +
-                          "\r\nMicrosoft Visual C++ 6.0 installed: yes"
-                          "\r\nMicrosoft Visual C++ .NET 2002 installed: no"
-                          "\r\nMicrosoft Visual C++ .NET 2003 installed: yes"
-                          "\r\nEclipse installed: yes"
-                          "\r\nCorvale IDE path: " +
-                          programDirectory().string());
 }
 
 TEST_F(System, RunWaitsOrDetachesAndJoinsTheArguments) {
