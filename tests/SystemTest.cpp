@@ -1,6 +1,6 @@
-// KLXSystem: the machine facts, the tool location table with its sources and
-// its caching, the information report, and the command lines and results of
-// the runner (its tools are the test build's fake tool on drive C:).
+// KLXSystem: the machine facts, the tool location table with its sources,
+// the information report, and the command lines and results of the runner
+// (its tools are the test build's fake tool on drive C:).
 #include "KLXCorvaleSettings.h"
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
@@ -22,13 +22,11 @@ using Args = std::vector<std::string>;
 
 namespace {
 
+// The family is forced so that the 9x rows run on any host.
 struct SystemProbe : KLXSystem {
     using KLXSystem::mAppPathTable;
     using KLXSystem::mOsType;
-    using KLXSystem::mSystemDrive;
     using KLXSystem::mTheEmptyString;
-    using KLXSystem::mUserProfileDir;
-    using KLXSystem::mWindowsDirectory;
 };
 
 void setRegistry(HKEY root, std::string path, std::string name, std::string value) {
@@ -78,38 +76,28 @@ TEST_F(System, FamilyIsReadOnceFromTheEnvironment) {
 }
 
 TEST_F(System, WindowsDirectoryDriveAndProfile) {
-    // Either getter fills both caches from the system; the drive is the
-    // directory up to and including its first backslash.
-    EXPECT_EQ(&KLXSystem::getSystemDrive(), &SystemProbe::mSystemDrive);
-    EXPECT_EQ(SystemProbe::mSystemDrive + " " + SystemProbe::mWindowsDirectory, "C:\\ C:\\windows");
-    SystemProbe::mWindowsDirectory.clear();
-    SystemProbe::mSystemDrive.clear();
-    EXPECT_EQ(&KLXSystem::getSystemRoot(), &SystemProbe::mWindowsDirectory);
-    EXPECT_EQ(SystemProbe::mSystemDrive + " " + SystemProbe::mWindowsDirectory, "C:\\ C:\\windows");
-
-    // The profile is kept once known.
+    // The drive is the Windows directory up to and including its first
+    // backslash.
+    EXPECT_EQ(KLXSystem::getSystemDrive(), "C:\\");
+    EXPECT_EQ(KLXSystem::getSystemRoot(), "C:\\windows");
+    // The profile is asked again while unknown, then kept.
     const std::string home = profileDirectory();
-    EXPECT_EQ(&KLXSystem::getUserProfileDir(), &SystemProbe::mUserProfileDir);
-    EXPECT_EQ(SystemProbe::mUserProfileDir, home);
-    setEnv("HOME", "/elsewhere");
-    setEnv("USERPROFILE", "C:\\elsewhere");
-    EXPECT_EQ(KLXSystem::getUserProfileDir(), home);
 #ifndef _WIN32
-    // Without a profile (no HOME) it is empty, and the next call asks again.
-    SystemProbe::mUserProfileDir.clear();
     unsetEnv("HOME");
     EXPECT_EQ(KLXSystem::getUserProfileDir(), "");
     setEnv("HOME", home);
-    EXPECT_EQ(KLXSystem::getUserProfileDir(), home);
 #endif
+    std::string& profile = KLXSystem::getUserProfileDir();
+    setEnv("HOME", "/elsewhere");
+    setEnv("USERPROFILE", "C:\\elsewhere");
+    EXPECT_EQ(&KLXSystem::getUserProfileDir(), &profile);
+    EXPECT_EQ(profile, home);
 }
 
 TEST_F(System, ToolTableProgramDirectoryAndOtherTypes) {
     for (int type : {25, -1})
         EXPECT_EQ(&KLXSystem::getApplicationPath(static_cast<KLXAppType_e>(type)),
                   &SystemProbe::mTheEmptyString);
-    EXPECT_EQ(&KLXSystem::getApplicationPath(KLX_APP_MSVC71_DIR),
-              &SystemProbe::mAppPathTable[KLX_APP_MSVC71_DIR]);
     const std::string self = programDirectory().string();
     expectEntries({{KLX_APP_CMD, "C:\\windows\\system32\\cmd.exe"},
                    {KLX_APP_EXE_DIR, self},
@@ -117,7 +105,8 @@ TEST_F(System, ToolTableProgramDirectoryAndOtherTypes) {
                    {KLX_APP_CVL_SETTINGS, self + "\\KlCvlSettings.exe"}});
 }
 
-TEST_F(System, ToolTableRegistryRowsAndTheirDerivedEntries) {
+TEST_F(System, ToolTableRegistryRowsTheirDerivedEntriesAndTheReport) {
+    std::string& report = KLXSystem::getSystemInfo();
     // Not installed: the directories are empty, the executables are their
     // suffixes alone, and the entries that need a base stay empty.
     expectEntries({{KLX_APP_MSVC71_DIR, ""},
@@ -145,10 +134,26 @@ TEST_F(System, ToolTableRegistryRowsAndTheirDerivedEntries) {
     expectEntries({{KLX_APP_MSVC71_EXE, "C:\\VS2003\\Common7\\IDE\\\\DEVENV.EXE"},
                    {KLX_APP_MSVC70_EXE, "D:\\VS2002\\IDE\\DEVENV.EXE"},
                    {KLX_APP_MSVC6_EXE, vs + "Common\\MSDev98\\Bin\\MSDEV.EXE"},
-                   {KLX_APP_CYGWIN_DLL, "D:\\cygwin\\bin\\cygwin1.dll"}});
-    EXPECT_EQ(SystemProbe::mAppPathTable[KLX_APP_MSVC6_DIR], vs + "VC98");
-    EXPECT_EQ(&KLXSystem::getGygwinRoot(), &SystemProbe::mAppPathTable[KLX_APP_CYGWIN_ROOT]);
-    EXPECT_EQ(KLXSystem::getGygwinRoot(), "D:\\cygwin");
+                   {KLX_APP_CYGWIN_DLL, "D:\\cygwin\\bin\\cygwin1.dll"},
+                   {KLX_APP_CYGWIN_ROOT, "D:\\cygwin"}});
+    // The report is rebuilt at every call, in the same string. The Eclipse
+    // entries come from the settings object, once there is one.
+    std::string rc = (freshDir("info") / "tools.cvlrc").string();
+    writeBytes(rc, "export KL_CVL_IDE_ECLIPSE=\"C:/SDK/Eclipse\"\n");
+    KLXCorvaleSettings settings(nullptr, rc);
+    SystemProbe::mOsType = KLX_OS_9X;
+    KLXSystem::resetAppPathTable();
+    expectEntries({{KLX_APP_ECLIPSE_EXE, "C:\\SDK\\Eclipse\\eclipse.exe"}});
+    EXPECT_EQ(&KLXSystem::getSystemInfo(), &report);
+    EXPECT_EQ(report, "OS version: Microsoft Windows ME, 98 or 95\r\nSystem Drive: C:\\"
+                      "\r\nUser profile directory: " +
+                          profileDirectory() + "\r\nCygwin Root Path: D:\\cygwin" +
+                          "\r\nMicrosoft Visual C++ 6.0 installed: yes"
+                          "\r\nMicrosoft Visual C++ .NET 2002 installed: yes"
+                          "\r\nMicrosoft Visual C++ .NET 2003 installed: yes"
+                          "\r\nEclipse installed: yes"
+                          "\r\nCorvale IDE path: " +
+                          programDirectory().string());
     // A product directory without a backslash is kept whole.
     setRegistry(HKEY_LOCAL_MACHINE, kMsvc6, "ProductDir", "VC98");
     KLXSystem::resetAppPathTable();
@@ -178,49 +183,21 @@ TEST_F(System, ToolTableEnvironmentRowsFollowTheWindowsFamily) {
     EXPECT_EQ(KLXSystem::getApplicationPath(KLX_APP_TCPIP_DIR), "F:\\machine\\lib\\tcpip");
 }
 
-TEST_F(System, ReportWithoutAndWithTheTools) {
-    const std::string facts =
-        "\r\nSystem Drive: C:\\\r\nUser profile directory: " + profileDirectory() +
-        "\r\nCygwin Root Path: ";
-    const std::string ide = "\r\nCorvale IDE path: " + programDirectory().string();
-    std::string& report = KLXSystem::getSystemInfo();
-    EXPECT_EQ(report, "OS version: Microsoft Windows XP, 2000 or NT-based" + facts +
-                          "\r\nMicrosoft Visual C++ 6.0 installed: no"
-                          "\r\nMicrosoft Visual C++ .NET 2002 installed: no"
-                          "\r\nMicrosoft Visual C++ .NET 2003 installed: no"
-                          "\r\nEclipse installed: no" +
-                          ide);
-    // The Eclipse entries come from the settings object, once there is one.
-    setRegistry(HKEY_LOCAL_MACHINE, kMsvc6, "ProductDir", "C:\\VS\\VC98");
-    setRegistry(HKEY_LOCAL_MACHINE, kMsvc71, "InstallDir", "C:\\VS71");
-    setRegistry(HKEY_CURRENT_USER, kCygwin, "native", "C:/cygwin");
-    std::string rc = (freshDir("info") / "tools.cvlrc").string();
-    writeBytes(rc, "export KL_CVL_IDE_ECLIPSE=\"C:/SDK/Eclipse\"\n");
-    KLXCorvaleSettings settings(nullptr, rc);
-    SystemProbe::mOsType = KLX_OS_9X;
-    KLXSystem::resetAppPathTable();
-    expectEntries({{KLX_APP_ECLIPSE_EXE, "C:\\SDK\\Eclipse\\eclipse.exe"}});
-    // Rebuilt at every call, in the same string.
-    EXPECT_EQ(&KLXSystem::getSystemInfo(), &report);
-    EXPECT_EQ(report, "OS version: Microsoft Windows ME, 98 or 95" + facts + "C:\\cygwin" +
-                          "\r\nMicrosoft Visual C++ 6.0 installed: yes"
-                          "\r\nMicrosoft Visual C++ .NET 2002 installed: no"
-                          "\r\nMicrosoft Visual C++ .NET 2003 installed: yes"
-                          "\r\nEclipse installed: yes" +
-                          ide);
-}
-
 TEST_F(System, RunWaitsOrDetachesAndJoinsTheArguments) {
     Args args{"7"};
     EXPECT_EQ(KLXSystem::run(mTool, args), 7);
     EXPECT_GT(KLXSystem::run(mTool, args, false), 0);
-    // The arguments are joined with one blank each, unquoted: an empty one
-    // adds nothing, and a blank splits an argument unless it is quoted.
+    EXPECT_EQ(KLXSystem::run(mMissing, args), -1);
+    EXPECT_EQ(KLXSystem::runApp(KLX_APP_MSVC71_DIR, args, true), -1);
+    // Both forms join the arguments with one blank each, unquoted: an empty
+    // one adds nothing, and a blank splits an argument unless it is quoted.
     args = {"log", "\"a", "", "b\"", "two words"};
     EXPECT_EQ(KLXSystem::run(mTool, args), 0);
     EXPECT_EQ(fakeToolLog(tool("x.exe")), "[a b]\n[two]\n[words]\n");
-    EXPECT_EQ(KLXSystem::run(mMissing, args), -1);
-    EXPECT_EQ(KLXSystem::runApp(KLX_APP_MSVC71_DIR, args, true), -1);
+    args = {"log", "\"c", "", "d\""};
+    int code = -1;
+    EXPECT_EQ(KLXSystem::runGetOutput(mTool, args, &code), "");
+    EXPECT_EQ(fakeToolLog(tool("x.exe")), "[c d]\n");
 }
 
 TEST_F(System, CaptureKeepsShortOutputInOneSharedString) {
