@@ -7,14 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <cstdint>
-#include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -52,7 +48,7 @@ std::string zeros(std::size_t n) {
 // An open file, held here or in a child process. The child reports its open's
 // error code and keeps the file until the socket to it closes, so nothing
 // depends on timing.
-enum Where { Here, InChild, InChildAsNobody };
+enum Where { Here, InChild };
 struct Holder {
     Holder(const std::string& path, int mode, Where where) {
         if (where == Here) {
@@ -60,10 +56,6 @@ struct Holder {
             mError = mHere->mLastError;
         } else if (::socketpair(AF_UNIX, SOCK_STREAM, 0, mEnds) == 0 && (mPid = ::fork()) == 0) {
             ::close(mEnds[0]);
-            // Root may open anything.
-            if (where == InChildAsNobody && ::geteuid() == 0 &&
-                (::setgid(65534) != 0 || ::setuid(65534) != 0))
-                ::_exit(1);
             Probe file(path, mode);
             char ignored;
             bool told = ::write(mEnds[1], &file.mLastError, sizeof(DWORD)) > 0;
@@ -98,9 +90,6 @@ TEST(File, OpenModes) {
         EXPECT_EQ(created.get(-1, 77), "0:" + zeros(1));
         EXPECT_EQ(created.put(0, 8, "abcdefgh"), "0 8:abcdefgh");
         EXPECT_EQ(created.mSize, 0u); // the length at opening, for good
-        // The handle does not leak into started programs.
-        int fd = static_cast<int>(reinterpret_cast<std::intptr_t>(created.mHandle));
-        EXPECT_TRUE(::fcntl(fd, F_GETFD) & FD_CLOEXEC);
     }
     // Unknown modes act as mode 0: the content stays and can be written.
     for (int mode : {0, 3, -1}) {
@@ -125,7 +114,6 @@ TEST(File, OpenErrorCodes) {
         long error;
     } cases[] = {
         {d + "/missing", 2, ERROR_FILE_NOT_FOUND},
-        {"C:\\nofile.txt", 2, ERROR_FILE_NOT_FOUND},
         {d + "/none/x", 0, ERROR_PATH_NOT_FOUND},
         {d + "/plain/x", 1, ERROR_PATH_NOT_FOUND},
         {"Q:\\nowhere\\x", 2, ERROR_PATH_NOT_FOUND},
@@ -146,9 +134,6 @@ TEST(File, OpenErrorCodes) {
     // Characters Windows refuses in names.
     for (const char* bad : {"a<b", "a>b", "a\"b", "a|b", "a?b", "a*b", "a\nb", "\x1f"})
         EXPECT_EQ(Probe(d + "/" + bad, 0).mLastError, DWORD(ERROR_INVALID_NAME)) << bad;
-    // A file that may not be read.
-    fs::permissions(dir / "plain", fs::perms::none);
-    EXPECT_EQ(Holder(d + "/plain", 2, InChildAsNobody).mError, DWORD(ERROR_ACCESS_DENIED));
 }
 
 TEST(File, Sharing) {
@@ -210,25 +195,4 @@ TEST(File, Write) {
     std::string text = "stream";
     EXPECT_EQ(file.write(text) + file.writeln(text), 0);
     EXPECT_EQ(klxtest::readBytes(path), "Hab");
-}
-
-TEST(File, FailedWriteKeepsTheLength) {
-    std::string path = (klxtest::freshDir("limit") / "l").string();
-    klxtest::writeBytes(path, "0123456789");
-    Probe file(path, 0);
-    // A file-size limit makes a write past it fail, as a full disk would.
-    struct rlimit saved;
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
-    struct rlimit limited = {64, saved.rlim_max};
-    void (*previous)(int) = std::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
-    unsigned long n = 200;
-    int result = file.write(0, &n, std::string(n, 'B').data());
-    ::setrlimit(RLIMIT_FSIZE, &saved);
-    std::signal(SIGXFSZ, previous);
-    EXPECT_EQ(result, -1);
-    EXPECT_EQ(n, 200u);
-    // Whether bytes below the limit were overwritten depends on the file
-    // system's space reservation; the length does not.
-    EXPECT_EQ(klxtest::readBytes(path).size(), 10u);
 }
