@@ -106,8 +106,6 @@ TEST(File, OpenErrorCodes) {
     fs::path dir = klxtest::freshDir("errors");
     const std::string d = dir.string();
     klxtest::writeBytes(dir / "plain", "x");
-    fs::create_symlink("loop2", dir / "loop1");
-    fs::create_symlink("loop1", dir / "loop2");
     const struct {
         std::string path;
         int mode;
@@ -119,8 +117,6 @@ TEST(File, OpenErrorCodes) {
         {"Q:\\nowhere\\x", 2, ERROR_PATH_NOT_FOUND},
         {"", 0, ERROR_PATH_NOT_FOUND},
         {d, 0, ERROR_ACCESS_DENIED},
-        {d + "/" + std::string(300, 'n'), 0, ERROR_FILENAME_EXCED_RANGE},
-        {d + "/loop1", 0, ERROR_CANT_RESOLVE_FILENAME},
         // Characters Windows accepts in names, and a name ends at its first NUL.
         {d + "/a:b b~!#$%&'()+,;=@[]^`{}\x7f\x80\xff", 0, 0},
         {d + "/cut" + std::string("\0*", 2), 0, 0},

@@ -72,7 +72,7 @@ TEST(TextFile, WritesTheWholeFileWithTheLineBreakOfItsType) {
     }
 }
 
-TEST(TextFile, LineOperationsCommentsAndBuffer) {
+TEST(TextFile, LineOperationsCommentsBufferAndSearch) {
     std::string path = fileWith("a\r\nb\r\nc");
     KLXTextFile file(path, KLX_TEXT_FILE_BATCH, 0);
     std::string x = "x", d = "d";
@@ -96,19 +96,18 @@ TEST(TextFile, LineOperationsCommentsAndBuffer) {
     EXPECT_EQ(file.getFullFileBuffer(false), "a! x b REM REM c REM x x ");
     EXPECT_EQ(file.getFullFileBuffer(true), "a!\r\nx\r\nb\r\nREM REM c\r\nREM x\r\nx");
     EXPECT_EQ(file.getLine(-1), "");
-}
 
-TEST(TextFile, FindLineUsesTemplateFlagsFromStart) {
-    std::string path = fileWith("REM SET PATH=C:\\x\r\nSET PATH=C:\\x\r\nset path=y\r\nPATHSET");
-    KLXTextFile file(path, KLX_TEXT_FILE_BATCH, 0);
+    // Lines are found with the template flags, from the start line on.
+    path = fileWith("REM SET PATH=C:\\x\r\nSET PATH=C:\\x\r\nset path=y\r\nPATHSET");
+    KLXTextFile lines(path, KLX_TEXT_FILE_BATCH, 0);
     std::string text = "set path", set = "SET";
-    EXPECT_EQ(file.findLine(text, 0, 0), 1);
-    EXPECT_EQ(file.findLine(text, 0, 2), 2);
-    EXPECT_EQ(file.findLine(text, KLX_TEMPLATE_CASE_SENSITIVE, 0), 2);
-    EXPECT_EQ(file.findLine(text, KLX_TEMPLATE_ANYWHERE, 0), 0);
-    EXPECT_EQ(file.findLine(set, KLX_TEMPLATE_AT_END | KLX_TEMPLATE_CASE_SENSITIVE, 0), 3);
-    EXPECT_EQ(file.findLine(text, 0, 4), -1);
-    EXPECT_EQ(file.findLine(text, 0, 5), -1);
+    EXPECT_EQ(lines.findLine(text, 0, 0), 1);
+    EXPECT_EQ(lines.findLine(text, 0, 2), 2);
+    EXPECT_EQ(lines.findLine(text, KLX_TEMPLATE_CASE_SENSITIVE, 0), 2);
+    EXPECT_EQ(lines.findLine(text, KLX_TEMPLATE_ANYWHERE, 0), 0);
+    EXPECT_EQ(lines.findLine(set, KLX_TEMPLATE_AT_END | KLX_TEMPLATE_CASE_SENSITIVE, 0), 3);
+    EXPECT_EQ(lines.findLine(text, 0, 4), -1);
+    EXPECT_EQ(lines.findLine(text, 0, 5), -1);
 }
 
 TEST(TextFile, SplitsAtEveryBreakStyleAndWritesInPiecesAsOneBuffer) {
