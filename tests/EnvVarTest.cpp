@@ -207,11 +207,11 @@ TEST(ApplyChanges, EnvironmentBatchFileOnBothFamilies) {
         // A definition already there is replaced where it stands, new ones
         // are appended; NT never opens the boot batch file.
         place(kAutoexec, "SET KLCOREHOME=A\r\nSET PATH=A;OLD");
-        place(kKlenv, "ECHO OFF\r\nset klcorehome=OLD\r\nREM");
+        place(kKlenv, "set klcorehome=OLD\r\nECHO OFF\r\nREM");
         apply(family, {{"KLCOREHOME", "", "C:\\core"},
                        {"PATH", ",", "v", "X1", "", "X2"},
                        {"KLEMPTY", "", ""}});
-        EXPECT_EQ(linesOf(kKlenv), (Lines{"ECHO OFF", "SET KLCOREHOME=C:\\core", "REM",
+        EXPECT_EQ(linesOf(kKlenv), (Lines{"SET KLCOREHOME=C:\\core", "ECHO OFF", "REM",
                                           "SET PATH=X1,X2,%PATH%", "SET KLEMPTY="}));
         const Lines boot = family == KLX_OS_NT
                                ? Lines{"SET KLCOREHOME=A", "SET PATH=A;OLD"}
