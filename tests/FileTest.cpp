@@ -13,6 +13,7 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -106,11 +107,7 @@ TEST(File, OpenErrorCodes) {
     fs::path dir = klxtest::freshDir("errors");
     const std::string d = dir.string();
     klxtest::writeBytes(dir / "plain", "x");
-    const struct {
-        std::string path;
-        int mode;
-        long error;
-    } cases[] = {
+    const std::tuple<std::string, int, long> cases[] = {
         {d + "/missing", 2, ERROR_FILE_NOT_FOUND},
         {d + "/none/x", 0, ERROR_PATH_NOT_FOUND},
         {d + "/plain/x", 1, ERROR_PATH_NOT_FOUND},
@@ -121,10 +118,10 @@ TEST(File, OpenErrorCodes) {
         {d + "/a:b b~!#$%&'()+,;=@[]^`{}\x7f\x80\xff", 0, 0},
         {d + "/cut" + std::string("\0*", 2), 0, 0},
     };
-    for (const auto& c : cases) {
-        Probe file(c.path, c.mode);
-        EXPECT_EQ(file.mLastError, static_cast<DWORD>(c.error)) << c.path;
-        EXPECT_EQ(file.mHandle == INVALID_HANDLE_VALUE, c.error != 0) << c.path;
+    for (const auto& [path, mode, error] : cases) {
+        Probe file(path, mode);
+        EXPECT_EQ(file.mLastError, static_cast<DWORD>(error)) << path;
+        EXPECT_EQ(file.mHandle == INVALID_HANDLE_VALUE, error != 0) << path;
     }
     EXPECT_TRUE(fs::exists(dir / "cut"));
     // Characters Windows refuses in names.
@@ -136,28 +133,26 @@ TEST(File, Sharing) {
     std::string path = (klxtest::freshDir("share") / "f").string();
     // Modes 0 and 1 share reading and writing; mode 2 only reading.
     const DWORD refused = ERROR_SHARING_VIOLATION;
-    const struct {
-        int held, opened;
-        DWORD error;
-    } cases[] = {{0, 0, 0},       {0, 1, 0},       {0, 2, refused}, {2, 2, 0},
-                 {2, 0, refused}, {2, 1, refused}, {2, 7, refused}};
-    for (const auto& c : cases) {
+    const std::tuple<int, int, DWORD> cases[] = {{0, 0, 0},      {0, 1, 0},       {0, 2, refused},
+                                                 {2, 2, 0},      {2, 0, refused}, {2, 1, refused},
+                                                 {2, 7, refused}};
+    for (const auto& [first, opened, error] : cases) {
         // Both opens here, the first in a child, or the second in a child.
         for (int child : {0, 1, 2}) {
-            SCOPED_TRACE(testing::Message() << c.held << "->" << c.opened << " child " << child);
+            SCOPED_TRACE(testing::Message() << first << "->" << opened << " child " << child);
             Where second = child == 2 ? InChild : Here;
             klxtest::writeBytes(path, "content");
             {
-                Holder held(path, c.held, child == 1 ? InChild : Here);
+                Holder held(path, first, child == 1 ? InChild : Here);
                 ASSERT_EQ(held.mError, 0u);
                 // Twice: closing a refused open must not drop the first one's claims.
                 for (int attempt = 0; attempt < 2; ++attempt)
-                    EXPECT_EQ(Holder(path, c.opened, second).mError, c.error);
+                    EXPECT_EQ(Holder(path, opened, second).mError, error);
                 // A refused mode-1 open leaves the content alone.
-                EXPECT_EQ(klxtest::readBytes(path), c.error == 0 && c.opened == 1 ? "" : "content");
+                EXPECT_EQ(klxtest::readBytes(path), error == 0 && opened == 1 ? "" : "content");
             }
             // Closing, or the holding process ending, releases the file.
-            EXPECT_EQ(Holder(path, c.opened, second).mError, 0u);
+            EXPECT_EQ(Holder(path, opened, second).mError, 0u);
         }
     }
 }

@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -28,14 +29,11 @@ std::string linesOf(KLXTextFile& file) {
 } // namespace
 
 TEST(TextFile, WritesTheWholeFileWithTheLineBreakOfItsType) {
-    // `op`: 'w' write(), 'l' writeln(arg), 't' write(arg), 'r' replaceLine(0, arg) then write().
-    const struct {
-        std::optional<std::string> content; // none: no file
-        int type, mode;
-        char op;
-        std::string arg;
-        std::optional<std::string> expected;
-    } cases[] = {
+    // The content (none: no file), type, mode, the call and its argument, and
+    // the file after it. Calls: 'w' write(), 'l' writeln(arg), 't' write(arg),
+    // 'r' replaceLine(0, arg) then write().
+    using Text = std::optional<std::string>;
+    const std::tuple<Text, int, int, char, std::string, Text> cases[] = {
         {"a\r\nb", KLX_TEXT_FILE_UNX, 0, 'w', "", "a\nb"},
         {"a\r\nb", KLX_TEXT_FILE_MAC, 0, 'w', "", "a\rb"},
         {"a\nb", KLX_TEXT_FILE_BATCH, 0, 'w', "", "a\r\nb"},
@@ -51,24 +49,22 @@ TEST(TextFile, WritesTheWholeFileWithTheLineBreakOfItsType) {
         {"keep\n", KLX_TEXT_FILE_UNX, 2, 'l', "more", "keep\n"},
         {std::nullopt, KLX_TEXT_FILE_BATCH, 2, 'l', "SET A=1", std::nullopt},
     };
-    for (const auto& c : cases) {
+    for (const auto& [content, type, mode, op, argument, expected] : cases) {
+        SCOPED_TRACE(content.value_or("no file") + " " + op + argument);
         std::filesystem::path path = klxtest::freshDir("text") / "w.txt";
-        if (c.content)
-            klxtest::writeBytes(path, *c.content);
-        std::string name = path.string(), arg = c.arg;
-        KLXTextFile file(name, static_cast<KLXTextFileType_e>(c.type), c.mode);
-        if (c.op == 'r')
+        if (content)
+            klxtest::writeBytes(path, *content);
+        std::string name = path.string(), arg = argument;
+        KLXTextFile file(name, static_cast<KLXTextFileType_e>(type), mode);
+        if (op == 'r')
             file.replaceLine(0, arg);
-        c.op == 'l' ? file.writeln(arg) : c.op == 't' ? file.write(arg) : file.write();
-        EXPECT_EQ(std::filesystem::exists(path) ? std::optional(klxtest::readBytes(path))
-                                                : std::nullopt,
-                  c.expected)
-            << &c - cases;
+        op == 'l' ? file.writeln(arg) : op == 't' ? file.write(arg) : file.write();
+        EXPECT_EQ(std::filesystem::exists(path) ? Text(klxtest::readBytes(path)) : std::nullopt,
+                  expected);
         // An unread file has no comment prefix, whatever its type.
         file.commentLine(0);
         EXPECT_EQ(file.getLine(0).rfind("REM ", 0) == 0,
-                  c.type == KLX_TEXT_FILE_BATCH && (c.content || c.mode != 2))
-            << &c - cases;
+                  type == KLX_TEXT_FILE_BATCH && (content || mode != 2));
     }
 }
 
