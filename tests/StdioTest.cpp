@@ -10,11 +10,11 @@
 #include <unistd.h>
 
 TEST(Stdio, WritesTextAsItIsAndFlushesEachLine) {
-    // Standard output goes to a file, read after each line before anything
-    // else flushes the stream.
+    // Standard output goes to a file (in binary, so that Windows adds no
+    // "\r"), read after each line before anything else flushes the stream.
     std::fflush(stdout);
     const std::string path = (klxtest::freshDir("stdio") / "out").string();
-    std::FILE* file = std::fopen(path.c_str(), "w");
+    std::FILE* file = std::fopen(path.c_str(), "wb");
     ASSERT_NE(file, nullptr);
     const int saved = ::dup(1);
     ::dup2(::fileno(file), 1);
