@@ -1,5 +1,8 @@
 // KLXFileShellAssociation: the file type an extension names, the description
-// and open command given to it, and the programs that cannot be bound.
+// and open command given to it, and the programs that cannot be bound; and
+// KLXCorvaleSettings::updateEnvironment, which saves the configuration file
+// and binds ".scs" and ".cvlrc" to the wizard and the settings program.
+#include "KLXCorvaleSettings.h"
 #include "KLXFileShellAssociation.h"
 #include "KLXRegistryKey.h"
 #include "KLXSystem.h"
@@ -13,6 +16,8 @@
 
 #include <filesystem>
 #include <string>
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -63,4 +68,29 @@ TEST(FileShellAssociation, ProgramsThatCannotBeBound) {
               "[]=FileAssoc.a\n");
     ASSERT_EQ(KLXSystem::getApplicationPath(KLX_APP_ECLIPSE_EXE), "");
     EXPECT_EQ(associate(".e", KLX_APP_ECLIPSE_EXE, ""), "[]=FileAssoc.e\n");
+}
+
+TEST(FileShellAssociation, SettingsSaveTheConfigurationFileAndBindTheirFiles) {
+    const fs::path drive = klxtest::cDrive();
+    klxtest::writeBytes(drive / "Wizard.exe", klxtest::productImage(1, 0, u"Wizard"));
+    klxtest::writeBytes(drive / "Settings.exe", klxtest::productImage(1, 0, u"Settings"));
+    SystemProbe::mAppPathTable[KLX_APP_WIZARD] = "C:\\Wizard.exe";
+    SystemProbe::mAppPathTable[KLX_APP_CVL_SETTINGS] = "C:\\Settings.exe";
+    // The elements write their values into the configuration file's lines,
+    // and the file is written back.
+    const fs::path rcFile = fs::path(klxtest::profileDirectory()) / ".cvlrc";
+    klxtest::writeBytes(rcFile, "export KL_CVL_IDE_PLUGINS=\"C:/old\"\n");
+    std::string none, plugins = "$KLPLUGINS", arm = "$KLGCCHOME";
+    KLXCorvaleSettings settings(nullptr, none);
+    ASSERT_TRUE(settings.updatePathFromString(CVL_ELEMENT_PLUGINS, plugins));
+    ASSERT_TRUE(settings.updatePathFromString(CVL_ELEMENT_GTS_ARM, arm));
+    settings.updateEnvironment();
+    EXPECT_EQ(klxtest::readBytes(rcFile), "export KL_CVL_IDE_PLUGINS=\"$KLPLUGINS\"\n\n"
+                                          "export KL_CVL_IDE_GTS_ARM=\"$KLGCCHOME\"");
+    std::string commands;
+    for (const std::string type : {"FileAssoc.scs", "FileAssoc.cvlrc"})
+        for (const auto& value :
+             klxtest::registryValues(HKEY_CLASSES_ROOT, type + "\\shell\\open\\command"))
+            commands += value.second + " ";
+    EXPECT_EQ(commands, "\"C:\\Wizard.exe\" -f %1 \"C:\\Settings.exe\" -f %1 ");
 }
