@@ -90,32 +90,32 @@ struct Attribute {
     std::size_t begin;     // of the blanks before it
     std::size_t nameBegin; // of its name
     std::size_t nameEnd;
-    std::size_t end; // after its closing quote
-    bool plain;
+    std::size_t valueBegin; // its opening quote
+    std::size_t end;        // after its closing quote
 };
 
-// The start tag `tag` ('<' to '>') as it goes to the parser.
-std::string thinStartTag(std::string_view tag, const std::string& keep) {
-    const std::string raw(tag);
+// Reads the attributes of the start tag `tag` ('<' to '>'): `nameEnd` after
+// the element's name, `tail` at the blanks before the closing "/>" or ">".
+// False for a tag that is not written the plain way this reads.
+bool readAttributes(std::string_view tag, std::size_t& nameEnd, std::size_t& tail,
+                    std::vector<Attribute>& attributes) {
     std::size_t at = 1;
     while (at < tag.size() && !isSpace(tag[at]) && tag[at] != '>' && tag[at] != '/')
         ++at;
-    const std::size_t nameEnd = at;
+    nameEnd = at;
     if (nameEnd == 1)
-        return raw;
-    std::vector<Attribute> attributes;
-    std::size_t tail = kNotFound;
-    while (tail == kNotFound) {
+        return false;
+    for (;;) {
         const std::size_t blanks = at;
         at = skipSpaces(tag, at);
         if (at >= tag.size())
-            return raw;
+            return false;
         if (tag[at] == '>' || (tag[at] == '/' && at + 1 < tag.size() && tag[at + 1] == '>')) {
             tail = blanks;
-            break;
+            return true;
         }
         if (at == blanks)
-            return raw; // attributes must be separated by blanks
+            return false; // attributes must be separated by blanks
         const std::size_t nameBegin = at;
         while (at < tag.size() && !isSpace(tag[at]) && tag[at] != '=' && tag[at] != '>' &&
                tag[at] != '/')
@@ -123,25 +123,67 @@ std::string thinStartTag(std::string_view tag, const std::string& keep) {
         const std::size_t attributeNameEnd = at;
         at = skipSpaces(tag, at);
         if (attributeNameEnd == nameBegin || at >= tag.size() || tag[at] != '=')
-            return raw;
+            return false;
         at = skipSpaces(tag, at + 1);
         const std::size_t valueEnd = skipLiteral(tag, at);
         if (valueEnd == kNotFound)
-            return raw;
-        const std::string_view name = tag.substr(nameBegin, attributeNameEnd - nameBegin);
-        const std::string_view value = tag.substr(at + 1, valueEnd - at - 2);
-        attributes.push_back({blanks, nameBegin, attributeNameEnd, valueEnd,
-                              isPlainName(name) && name != keep && isPlainValue(value)});
+            return false;
+        attributes.push_back({blanks, nameBegin, attributeNameEnd, at, valueEnd});
         at = valueEnd;
     }
-    if (attributes.size() <= kFew)
+}
+
+std::string_view nameOf(std::string_view tag, const Attribute& attribute) {
+    return tag.substr(attribute.nameBegin, attribute.nameEnd - attribute.nameBegin);
+}
+
+std::string_view valueOf(std::string_view tag, const Attribute& attribute) {
+    return tag.substr(attribute.valueBegin + 1, attribute.end - attribute.valueBegin - 2);
+}
+
+// The prefix P of an attribute named "P:keep" with P a plain name; empty for
+// any other name.
+std::string_view keepPrefix(std::string_view name, std::string_view keep) {
+    if (name.size() <= keep.size() + 1 || name.substr(name.size() - keep.size()) != keep ||
+        name[name.size() - keep.size() - 1] != ':')
+        return {};
+    const std::string_view prefix = name.substr(0, name.size() - keep.size() - 1);
+    return isPlainName(prefix) ? prefix : std::string_view();
+}
+
+// The prefix P of a declaration xmlns:P="URI" that surely binds P for the
+// element and everything in it: P a plain name, the URI plain, not empty and
+// not one of the two URIs that no prefix may be bound to. Empty for any other
+// attribute.
+std::string_view boundPrefix(std::string_view tag, const Attribute& attribute) {
+    const std::string_view name = nameOf(tag, attribute), value = valueOf(tag, attribute);
+    if (!startsWith(name, 0, "xmlns:") || value.empty() || !isPlainValue(value) ||
+        value.find_first_of("\t\n\r") != kNotFound ||
+        value == "http://www.w3.org/XML/1998/namespace" || value == "http://www.w3.org/2000/xmlns/")
+        return {};
+    const std::string_view prefix = name.substr(6);
+    return isPlainName(prefix) ? prefix : std::string_view();
+}
+
+} // namespace
+
+// The start tag `tag` ('<' to '>') as it goes to the parser: plain attributes
+// other than `keep` go, and so do the declarations that surely bind a prefix,
+// except those of the tag's own "P:keep" attributes. A dropped declaration is
+// remembered while its element is open (`scoped`: the tag is not an empty
+// element).
+std::string XmlThinner::thinStartTag(std::string_view tag, bool scoped) {
+    const std::string raw(tag);
+    std::size_t nameEnd = 0, tail = 0;
+    std::vector<Attribute> attributes;
+    if (!readAttributes(tag, nameEnd, tail, attributes) || attributes.size() <= kFew)
         return raw;
 
-    std::unordered_set<std::string_view> names;
+    std::unordered_set<std::string_view> names, keptPrefixes;
     names.reserve(attributes.size());
     for (const Attribute& attribute : attributes) {
-        const std::string_view name =
-            tag.substr(attribute.nameBegin, attribute.nameEnd - attribute.nameBegin);
+        const std::string_view name = nameOf(tag, attribute);
+        keptPrefixes.insert(keepPrefix(name, mKeep));
         if (names.insert(name).second)
             continue;
         // libxml2 lets some repeated namespace declarations pass.
@@ -155,12 +197,81 @@ std::string thinStartTag(std::string_view tag, const std::string& keep) {
     }
     std::string thinned(tag.substr(0, nameEnd));
     for (const Attribute& attribute : attributes) {
-        if (!attribute.plain)
+        const std::string_view name = nameOf(tag, attribute);
+        const std::string_view prefix = mKeepDeclarations ? "" : boundPrefix(tag, attribute);
+        if (!prefix.empty() && keptPrefixes.count(prefix) == 0) {
+            if (scoped) {
+                mDroppedScopes.push_back({mDepth + 1, std::string(prefix)});
+                ++mDroppedCount[std::string(prefix)];
+            }
+            continue;
+        }
+        if (!isPlainName(name) || name == mKeep || !isPlainValue(valueOf(tag, attribute)))
             thinned.append(tag.substr(attribute.begin, attribute.end - attribute.begin));
     }
     thinned.append(tag.substr(tail));
     return thinned;
 }
+
+// The start tag `tag` with each "P:keep" attribute whose P is bound by a
+// dropped declaration renamed to a prefix of its own that the tag binds: the
+// parse then names it `keep` as it would have, whatever the tag itself
+// declares for P.
+std::string XmlThinner::bindKeepPrefixes(std::string_view tag) const {
+    std::size_t nameEnd = 0, tail = 0;
+    std::vector<Attribute> attributes;
+    if (!readAttributes(tag, nameEnd, tail, attributes))
+        return std::string(tag);
+    std::unordered_set<std::string_view> used; // prefixes of the tag's names and declarations
+    for (const Attribute& attribute : attributes) {
+        const std::string_view name = nameOf(tag, attribute);
+        used.insert(startsWith(name, 0, "xmlns:") ? name.substr(6)
+                                                  : name.substr(0, name.find(':')));
+    }
+    std::unordered_map<std::string_view, std::string> renamed;
+    std::string declarations;
+    std::size_t next = 0;
+    for (const Attribute& attribute : attributes) {
+        const std::string_view prefix = keepPrefix(nameOf(tag, attribute), mKeep);
+        if (prefix.empty() || mDroppedCount.count(std::string(prefix)) == 0 ||
+            renamed.count(prefix) != 0)
+            continue;
+        std::string fresh;
+        do
+            fresh = "k" + std::to_string(next++);
+        while (used.count(fresh) != 0);
+        declarations += " xmlns:" + fresh + "=\"urn:k\"";
+        renamed.emplace(prefix, fresh);
+    }
+    if (renamed.empty())
+        return std::string(tag);
+    std::string result(tag.substr(0, nameEnd));
+    result += declarations;
+    std::size_t copied = nameEnd;
+    for (const Attribute& attribute : attributes) {
+        const auto fresh = renamed.find(keepPrefix(nameOf(tag, attribute), mKeep));
+        if (fresh == renamed.end())
+            continue;
+        result.append(tag.substr(copied, attribute.nameBegin - copied));
+        result += fresh->second;
+        copied = attribute.nameBegin + fresh->first.size();
+    }
+    result.append(tag.substr(copied));
+    return result;
+}
+
+void XmlThinner::closeElement() {
+    if (mDepth > 0)
+        --mDepth;
+    while (!mDroppedScopes.empty() && mDroppedScopes.back().depth > mDepth) {
+        const auto count = mDroppedCount.find(mDroppedScopes.back().prefix);
+        if (--count->second == 0)
+            mDroppedCount.erase(count);
+        mDroppedScopes.pop_back();
+    }
+}
+
+namespace {
 
 // The default value spans of one attribute list declaration ("<!ATTLIST" to
 // '>') that are plain, with the attribute's name plain or prefixed by no
@@ -240,6 +351,33 @@ std::vector<DefaultSpan> plainDefaults(std::string_view declaration) {
             spans.push_back({defaultAt, valueEnd});
         at = valueEnd;
     }
+}
+
+// Whether a document type may give elements "P:keep" attributes that their
+// start tags do not show: it names `keep` (a default), or an entity's value
+// may hold markup (a '<', or a character reference that may be one).
+bool mayHideKeepAttributes(std::string_view declaration, std::string_view keep) {
+    if (declaration.find(keep) != kNotFound)
+        return true;
+    for (std::size_t at = declaration.find("<!ENTITY"); at != kNotFound;
+         at = declaration.find("<!ENTITY", at)) {
+        std::size_t scan = at + 8;
+        while (scan < declaration.size() && declaration[scan] != '>') {
+            const std::size_t literalEnd = skipLiteral(declaration, scan);
+            if (literalEnd == kNotFound) {
+                ++scan;
+                continue;
+            }
+            const std::string_view value = declaration.substr(scan, literalEnd - scan);
+            if (value.find('<') != kNotFound || value.find("&#") != kNotFound)
+                return true;
+            scan = literalEnd;
+        }
+        if (scan >= declaration.size())
+            return true;
+        at = scan;
+    }
+    return false;
 }
 
 } // namespace
@@ -408,6 +546,7 @@ bool XmlThinner::markup() {
     if (in.size() < 2)
         return mEnded ? startTag() : false;
     if (in[1] == '/') {
+        closeElement();
         emit(2); // an end tag: the text up to the next '<' is its rest
         return true;
     }
@@ -457,17 +596,33 @@ bool XmlThinner::startTag() {
             break;
         }
     }
-    if (end == in.size())
+    if (end == in.size()) {
+        // While dropped declarations are in force every tag is read whole,
+        // however long: its "P:keep" attributes may need their prefix bound.
+        if (!mDroppedCount.empty() && !mEnded) {
+            mRetryAt = in.size() * 2;
+            return false;
+        }
         return unfinished(in.size());
+    }
     mRetryAt = 0;
-    if (in[end] == '<' || values <= kFew) {
+    const std::string_view tag = in.substr(0, end + 1);
+    const bool scoped = in[end] == '>' && in[end - 1] != '/';
+    const bool renaming =
+        !mDroppedCount.empty() && in[end] == '>' && tag.find(":" + mKeep) != kNotFound;
+    // A tag too long to thin keeps its length, which may decide the parse.
+    const bool thinning = values > kFew && end <= kMaxConstruct;
+    if (in[end] == '<' || (!thinning && !renaming)) {
         // Passed as it is; a tag cut by '<' does not parse, and the parser
         // tells where it fails.
         emit(in[end] == '<' ? end : end + 1);
-        return true;
+    } else {
+        const std::string named = renaming ? bindKeepPrefixes(tag) : std::string(tag);
+        mOut.append(thinning ? thinStartTag(named, scoped) : named);
+        mAt += end + 1;
     }
-    mOut.append(thinStartTag(in.substr(0, end + 1), mKeep));
-    mAt += end + 1;
+    if (scoped)
+        ++mDepth;
     return true;
 }
 
@@ -549,6 +704,9 @@ bool XmlThinner::doctype() {
     if (end == kNotFound)
         return unfinished(in.size());
     mRetryAt = 0;
+    // Defaults and entities can give elements "P:keep" attributes that no
+    // start tag shows: declarations of prefixes then all stay.
+    mKeepDeclarations = mayHideKeepAttributes(in.substr(0, end + 1), mKeep);
 
     std::vector<std::vector<DefaultSpan>> spans;
     std::size_t plain = 0;

@@ -14,6 +14,15 @@
 // document not well-formed, is kept twice in a tag of its own. What the
 // thinner does not understand, and files in encodings other than UTF-8,
 // ASCII and ISO-8859-1, it passes through as they are from there on.
+//
+// libxml2 2.9 also checks each namespace declaration of a tag against the
+// others before it. Of a prefix only whether it is bound can change what the
+// parse tells, and only where "P:keep" names an attribute (a prefixed element
+// is never one looked for, and a prefix that is not bound is no fatal error).
+// So in tags with many attributes the declarations that surely bind a prefix
+// go too; while such an element is open, a "P:keep" attribute of a tag inside
+// it is renamed to a prefix that its own tag binds. A document type that
+// declares entities or names `keep` keeps every declaration.
 #ifndef KLX_FILES_XML_THINNER_H
 #define KLX_FILES_XML_THINNER_H
 
@@ -21,6 +30,9 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace klx {
 namespace xml {
@@ -47,6 +59,9 @@ private:
     bool markup();
     bool through(const char* terminator);
     bool startTag();
+    std::string thinStartTag(std::string_view tag, bool scoped);
+    std::string bindKeepPrefixes(std::string_view tag) const;
+    void closeElement();
     bool doctype();
     void emit(std::size_t count);
     void passRest();
@@ -65,6 +80,16 @@ private:
     bool mEnded = false;    // the source is exhausted
     bool mFailed = false;
     std::size_t mRetryAt = 0; // undecided bytes needed before a construct is tried again
+    std::size_t mDepth = 0;   // elements open
+    // Declarations taken out of start tags whose elements are still open:
+    // the depth of each one's element, and how many there are per prefix.
+    struct DroppedScope {
+        std::size_t depth;
+        std::string prefix;
+    };
+    std::vector<DroppedScope> mDroppedScopes;
+    std::unordered_map<std::string, std::size_t> mDroppedCount;
+    bool mKeepDeclarations = false; // the document type may give "P:keep" attributes
 };
 
 } // namespace xml
