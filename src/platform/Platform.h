@@ -175,6 +175,9 @@ void broadcastSettingChange(const std::string& area);
 // than 255 characters, more than 512 levels (ERROR_INVALID_PARAMETER).
 // value is null on failure.
 Result<HKEY> createRegistryKey(HKEY parent, const std::string& path);
+// RegOpenKeyExW with KEY_READ: opens the existing key `path` below `parent`;
+// ERROR_FILE_NOT_FOUND when it or a parent is missing. Nothing is created.
+Result<HKEY> openRegistryKey(HKEY parent, const std::string& path);
 // RegOpenKeyExW(key, ""): another handle to the same key, closed on its own.
 Result<HKEY> duplicateRegistryKey(HKEY key);
 // RegCloseKey. Null and the predefined roots are ignored.

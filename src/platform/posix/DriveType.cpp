@@ -1,7 +1,9 @@
 // Drive types of the emulated machine's drive letters: what the directory
 // behind a letter's dosdevices link lies on.
 #include "platform/Platform.h"
+#include "platform/common/AsciiText.h"
 #include "platform/common/NameRules.h"
+#include "platform/posix/Handles.h"
 #include "platform/posix/HostPaths.h"
 
 #include <sys/stat.h>
@@ -46,6 +48,32 @@ unsigned driveTypeOfFileSystem(std::uint32_t magic) {
     return kDriveFixed;
 }
 
+// Drive types given to letters in the registry as a Wine machine gives them
+// (value "x:" of HKEY_LOCAL_MACHINE\Software\Wine\Drives: "hd", "network",
+// "cdrom", "floppy", "ramdisk"), so that a share mounted without a remote file
+// system, or a prefix that is also a Wine machine, has the type its user
+// chose. kDriveUnknown when none is given.
+unsigned configuredDriveType(char letter) {
+    Result<HKEY> opened = openRegistryKey(HKEY_LOCAL_MACHINE, "Software\\Wine\\Drives");
+    ScopedRegistryKey key(opened.value);
+    if (!key)
+        return kDriveUnknown;
+    Result<RegistryValue> value = queryRegistryValue(key.get(), std::string(1, letter) + ":");
+    if (value.error != 0 || (value.value.type != REG_SZ && value.value.type != REG_EXPAND_SZ))
+        return kDriveUnknown;
+    std::string name = value.value.data.substr(0, value.value.data.find('\0'));
+    const std::pair<const char*, unsigned> kNames[] = {{"hd", kDriveFixed},
+                                                       {"network", kDriveRemote},
+                                                       {"cdrom", kDriveCdrom},
+                                                       {"floppy", kDriveRemovable},
+                                                       {"ramdisk", kDriveRamdisk}};
+    for (const auto& [text, type] : kNames) {
+        if (equalNoCase(name, text))
+            return type;
+    }
+    return kDriveUnknown;
+}
+
 } // namespace
 
 unsigned driveType(const std::string& root) {
@@ -56,6 +84,8 @@ unsigned driveType(const std::string& root) {
     struct stat status;
     if (::stat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
         return kDriveNoRootDir;
+    if (unsigned configured = configuredDriveType(root[0]))
+        return configured;
     struct statfs fileSystem;
     if (::statfs(directory.c_str(), &fileSystem) != 0)
         return kDriveUnknown;

@@ -1,8 +1,9 @@
 // The traits of this host's handles for common/ScopedHandle: descriptors,
-// directory streams and C streams.
+// directory streams, C streams and registry keys.
 #ifndef KLX_PLATFORM_POSIX_HANDLES_H
 #define KLX_PLATFORM_POSIX_HANDLES_H
 
+#include "platform/Platform.h"
 #include "platform/common/ScopedHandle.h"
 
 #include <cstdio>
@@ -33,6 +34,13 @@ struct StreamTraits {
     static void close(std::FILE* stream) { std::fclose(stream); }
 };
 using ScopedStream = ScopedHandle<StreamTraits>;
+
+struct RegistryKeyTraits {
+    using handle_type = HKEY;
+    static HKEY invalid() { return nullptr; }
+    static void close(HKEY key) { closeRegistryKey(key); }
+};
+using ScopedRegistryKey = ScopedHandle<RegistryKeyTraits>;
 
 } // namespace platform
 } // namespace klx

@@ -186,6 +186,10 @@ Result<HKEY> createRegistryKey(HKEY parent, const std::string& path) {
     return openKey(parent, path, true);
 }
 
+Result<HKEY> openRegistryKey(HKEY parent, const std::string& path) {
+    return openKey(parent, path, false);
+}
+
 Result<HKEY> duplicateRegistryKey(HKEY key) {
     return openKey(key, std::string(), false);
 }

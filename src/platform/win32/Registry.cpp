@@ -59,6 +59,17 @@ Result<HKEY> createRegistryKey(HKEY parent, const std::string& path) {
     return {key, 0};
 }
 
+Result<HKEY> openRegistryKey(HKEY parent, const std::string& path) {
+    std::wstring names;
+    if (DWORD error = keyPath(path, names))
+        return {nullptr, error};
+    HKEY key = nullptr;
+    LONG error = ::RegOpenKeyExW(parent, names.c_str(), 0, KEY_READ, &key);
+    if (error != ERROR_SUCCESS)
+        return {nullptr, static_cast<DWORD>(error)};
+    return {key, 0};
+}
+
 Result<HKEY> duplicateRegistryKey(HKEY key) {
     HKEY copy = nullptr;
     LONG error = ::RegOpenKeyExW(key, L"", 0, kAccess, &copy);
