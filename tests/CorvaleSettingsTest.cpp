@@ -4,6 +4,7 @@
 // family.
 #include "KLXCorvaleSettings.h"
 #include "KLXPathEnvironment.h"
+#include "KLXRegistryKey.h"
 
 #include "Environment.h"
 #include "TestFiles.h"
@@ -63,6 +64,13 @@ TEST_F(CorvaleSettings, ReadBaseBand) {
     for (int i = 0; i < 40; ++i)
         plain += " a" + std::to_string(i) + "=\"v\"";
     band("<m><Api" + plain + " baseband=\"many\"/></m>", "many");
+    // Many prefixes declared on an enclosing tag: p3:baseband names the
+    // attribute inside that element only.
+    std::string prefixes;
+    for (int i = 0; i < 40; ++i)
+        prefixes += " xmlns:p" + std::to_string(i) + "=\"urn:" + std::to_string(i) + "\"";
+    band("<m" + prefixes + "><Api q:baseband=\"\" p3:baseband=\"bound\"/></m>", "bound");
+    band("<m><x" + prefixes + "/><Api p3:baseband=\"\" baseband=\"own\"/></m>", "own");
 
     // One shared result, overwritten by each call, even by one given it.
     std::string first = "C:\\SDK\\OS\\V3.10", second = "C:\\M\\3";
@@ -97,6 +105,20 @@ TEST_F(CorvaleSettings, ConfigurationFileElementsAndInstance) {
         const char* history = element == 2 || element == 4 ? "C:\\SDK\\V1" : "C:\\SDK";
         EXPECT_EQ(settings.mElements[element]->mHistoryList, std::vector<std::string>{history});
     }
+    // A chosen file gets paths on a network drive without the drive letter
+    // (N: typed "network" in the registry, as on a Wine machine).
+    std::string drives = "Software\\Wine\\Drives", letter = "n:", type = "network";
+    KLXRegistryKey(HKEY_LOCAL_MACHINE, drives).setValue(letter, type);
+    fs::create_directories(klxtest::cDrive() / "share" / "arm");
+    fs::create_directory_symlink(klxtest::cDrive() / "share",
+                                 klxtest::testRoot() / "prefix" / "dosdevices" / letter);
+    std::string arm = "N:\\arm", local = "C:\\SDK\\V1";
+    EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_GTS_ARM, arm));
+    EXPECT_TRUE(settings.updatePathFromString(CVL_ELEMENT_PLUGINS, local));
+    settings.updateEnvironment();
+    const std::string saved = klxtest::readBytes(klxtest::cDrive() / "cfg" / "project.cvlrc");
+    EXPECT_NE(saved.find("KL_CVL_IDE_GTS_ARM=\"/arm\""), std::string::npos) << saved;
+    EXPECT_NE(saved.find("KL_CVL_IDE_PLUGINS=\"C:/SDK/V1\""), std::string::npos) << saved;
 }
 
 TEST_F(CorvaleSettings, ChecksAndTheFirmwareFollowingTheOsFamily) {
