@@ -65,11 +65,7 @@ std::filesystem::path cDrive() {
 }
 
 std::string profileDirectory() {
-#ifdef _WIN32
-    return getEnv("USERPROFILE");
-#else
-    return getEnv("HOME");
-#endif
+    return getEnv(std::filesystem::path::preferred_separator == '\\' ? "USERPROFILE" : "HOME");
 }
 
 std::vector<std::string> nineXFamilyFor(const std::string& program) {
