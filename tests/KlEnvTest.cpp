@@ -55,7 +55,10 @@ TEST(KlEnv, SaysWhatEachArgumentDid) {
 }
 
 TEST(KlEnv, NineXSaysAutoexecCallsTheBatchFile) {
-    klxtest::ToolResult result = run({"-s", "KLCOREHOME=A2"}, klxtest::nineXFamilyFor("KlEnv.exe"));
+#ifdef _WIN32
+    GTEST_SKIP() << "the family is chosen by KLX_WINDOWS_FAMILY on the POSIX host only";
+#endif
+    klxtest::ToolResult result = run({"-s", "KLCOREHOME=A2"}, {"KLX_WINDOWS_FAMILY=9x"});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(klxtest::outputLines(result.out),
               (Lines{"KLCOREHOME=A2", "Applied: C:\\autoexec.bat calls C:\\klenv.bat, which holds "
@@ -110,16 +113,13 @@ TEST(KlEnv, HelpAndVersion) {
 // Each run rewrites the environment batch file; runs that overlap take turns,
 // so that none of them writes back a file without another's lines.
 TEST(KlEnv, RunsAtTheSameTimeKeepEveryDefinition) {
-    const int kRuns = 16, kEach = 5;
+    const int kRuns = 16;
     std::vector<int> exitCodes(kRuns, -1);
     std::vector<std::thread> runs;
     Lines expected;
     for (int run = 0; run < kRuns; ++run) {
-        Lines arguments;
-        for (int n = run * kEach; n < (run + 1) * kEach; ++n) {
-            arguments.insert(arguments.end(), {"-s", "KLRUN" + std::to_string(n) + "=x"});
-            expected.push_back("SET KLRUN" + std::to_string(n) + "=x");
-        }
+        Lines arguments = {"-s", "KLRUN" + std::to_string(run) + "=x"};
+        expected.push_back("SET " + arguments[1]);
         runs.emplace_back([run, arguments, &exitCodes]() mutable {
             std::string program = KLX_TOOL_KLENV;
             exitCodes[run] = KLXSystem::run(program, arguments, true);

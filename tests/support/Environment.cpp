@@ -68,23 +68,6 @@ std::string profileDirectory() {
     return getEnv(std::filesystem::path::preferred_separator == '\\' ? "USERPROFILE" : "HOME");
 }
 
-std::vector<std::string> nineXFamilyFor(const std::string& program) {
-#ifdef _WIN32
-    const std::string key = "Software\\Wine\\AppDefaults\\" + program;
-    HKEY handle = nullptr;
-    if (RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
-                        &handle, nullptr) != 0 ||
-        RegSetValueExA(handle, "Version", 0, REG_SZ, reinterpret_cast<const BYTE*>("win98"), 6) !=
-            0)
-        throw std::runtime_error("cannot set the Windows version of " + program);
-    RegCloseKey(handle);
-    return {};
-#else
-    (void)program;
-    return {"KLX_WINDOWS_FAMILY=9x"};
-#endif
-}
-
 std::filesystem::path programDirectory() {
 #ifdef _WIN32
     wchar_t path[MAX_PATH];
