@@ -17,6 +17,8 @@ using Lines = std::vector<std::string>;
 
 namespace {
 
+const bool kPosix = fs::path::preferred_separator == '/';
+
 struct Element {
     const char *label, *shortName, *variable;
     const char* choice; // the OS library of baseband "orvan" and its firmware
@@ -55,11 +57,7 @@ protected:
     // A host path as the program names it: with backslashes, on drive U:
     // where the host's paths are not Windows paths already.
     std::string windows(const std::string& relative) const {
-#ifdef _WIN32
-        std::string path = host(relative);
-#else
-        std::string path = "U:" + host(relative);
-#endif
+        std::string path = (kPosix ? "U:" : "") + host(relative);
         std::replace(path.begin(), path.end(), '/', '\\');
         return path;
     }
@@ -185,6 +183,7 @@ TEST_F(KlCvlSettings, RefusedSelectionsSaveNothing) {
         {{"plugins=`touch ran`"}, "backquote"},
         {{"plugins=odd/$(touch ran)"}, "a \"$\", which"},
         {{"plugins=${HOME:-x}"}, "not a variable reference"},
+        {{"plugins=$1"}, "not a variable reference"},
         {{"plugins=$KLCOREHOME\\"}, "backslash"},
     };
     for (const auto& [arguments, named] : rows)
@@ -219,10 +218,9 @@ TEST_F(KlCvlSettings, RunsThatCannotSaveSaveNothing) {
         {"", {"HOME"}, {plugins}, 3, "HOME is not set"},
     };
     for (const Row& row : rows) {
-#ifdef _WIN32
-        if (!row.environment.empty())
-            continue; // KLX_PREFIX, its store and HOME are the POSIX host's
-#endif
+        // KLX_PREFIX, its store and HOME are the POSIX host's.
+        if (!kPosix && !row.environment.empty())
+            continue;
         fs::remove_all(rcFile());
         if (row.rcFile == "/")
             fs::create_directory(rcFile());

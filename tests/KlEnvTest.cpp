@@ -31,7 +31,6 @@ TEST(KlEnv, SaysWhatEachArgumentDid) {
     const std::pair<Lines, Lines> steps[] = {
         {{"-s", "KLTOOLS=C:\\kl", "-s", "KLPATH=C:\\a;C:\\Lib;C:\\b", "KLUNSET"},
          {"KLTOOLS=C:\\kl", "KLPATH=C:\\a;C:\\Lib;C:\\b", "KLUNSET=", kAppliedNt}},
-        {{"KLTOOLS", "KLPATH"}, {"KLTOOLS=C:\\kl", "KLPATH=C:\\a;C:\\Lib;C:\\b"}},
         // Items compare without regard to letter case.
         {{"-a", "KLPATH=c:\\B"}, {"KLPATH already holds c:\\B"}},
         {{"-r", "KLPATH=\\LIB", "-a", "KLPATH=C:\\c"},

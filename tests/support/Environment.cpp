@@ -54,14 +54,11 @@ std::string getEnv(const std::string& name) {
 }
 
 std::filesystem::path cDrive() {
-#ifdef _WIN32
-    return "C:\\";
-#else
-    const std::filesystem::path drive =
-        std::filesystem::path(std::getenv("KLX_PREFIX")) / "drive_c";
+    if (std::filesystem::path::preferred_separator == '\\')
+        return "C:\\";
+    const std::filesystem::path drive = std::filesystem::path(getEnv("KLX_PREFIX")) / "drive_c";
     std::filesystem::create_directories(drive);
     return drive;
-#endif
 }
 
 std::string profileDirectory() {
