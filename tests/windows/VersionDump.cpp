@@ -152,10 +152,10 @@ using klxtest::StringTable;
 
 // A tree whose one string table names `language`.
 std::string tree(const std::u16string& company, std::uint16_t language) {
-    const std::u16string table = klx::version::ascii16(hex(language, 4) + "04b0");
     return klxtest::versionTree(
         klxtest::fixedFileInfo(0x00020001u, 0x00000003u, 0x00020001u, 0x00000000u),
-        {StringTable{table, {{u"CompanyName", company}, {u"FileVersion", u"2.1.0.3"}}}},
+        {StringTable{klx::version::ascii16(hex(language, 4) + "04b0"),
+                     {{u"CompanyName", company}, {u"FileVersion", u"2.1.0.3"}}}},
         {{language, 0x04b0}});
 }
 

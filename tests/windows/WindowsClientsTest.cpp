@@ -6,7 +6,6 @@
 #include "KLXSystem.h"
 
 #include "Environment.h"
-#include "TestFiles.h"
 #include "ToolRun.h"
 
 #include <gtest/gtest.h>
