@@ -143,7 +143,7 @@ TEST_F(KlCvlSettings, ShowsSelectsAndSaysWhetherTheFirmwareFollowed) {
 }
 
 // Element names in any letter case and every form of one directory: one
-// spelling printed, and one entry in the history the paths are shown from.
+// spelling printed.
 TEST_F(KlCvlSettings, EveryFormOfADirectoryIsSavedInOneSpelling) {
     std::string lower = windows("sdk/OS/V2.00");
     std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
