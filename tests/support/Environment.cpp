@@ -54,39 +54,15 @@ std::string getEnv(const std::string& name) {
 }
 
 std::filesystem::path cDrive() {
-#ifdef _WIN32
-    return "C:\\";
-#else
-    const std::filesystem::path drive =
-        std::filesystem::path(std::getenv("KLX_PREFIX")) / "drive_c";
+    if (std::filesystem::path::preferred_separator == '\\')
+        return "C:\\";
+    const std::filesystem::path drive = std::filesystem::path(getEnv("KLX_PREFIX")) / "drive_c";
     std::filesystem::create_directories(drive);
     return drive;
-#endif
 }
 
 std::string profileDirectory() {
-#ifdef _WIN32
-    return getEnv("USERPROFILE");
-#else
-    return getEnv("HOME");
-#endif
-}
-
-std::vector<std::string> nineXFamilyFor(const std::string& program) {
-#ifdef _WIN32
-    const std::string key = "Software\\Wine\\AppDefaults\\" + program;
-    HKEY handle = nullptr;
-    if (RegCreateKeyExA(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
-                        &handle, nullptr) != 0 ||
-        RegSetValueExA(handle, "Version", 0, REG_SZ, reinterpret_cast<const BYTE*>("win98"), 6) !=
-            0)
-        throw std::runtime_error("cannot set the Windows version of " + program);
-    RegCloseKey(handle);
-    return {};
-#else
-    (void)program;
-    return {"KLX_WINDOWS_FAMILY=9x"};
-#endif
+    return getEnv(std::filesystem::path::preferred_separator == '\\' ? "USERPROFILE" : "HOME");
 }
 
 std::filesystem::path programDirectory() {

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 namespace klxtest {
 
@@ -23,12 +22,6 @@ std::filesystem::path cDrive();
 // The user's profile directory as the platform gives it: $HOME on POSIX,
 // %USERPROFILE% on Windows.
 std::string profileDirectory();
-
-// What makes PROGRAM (a file name such as "KlEnv.exe") started by the test
-// see the 9x family: on POSIX the variable KLX_WINDOWS_FAMILY=9x for its
-// environment (returned); under Wine the program's Windows version set to 98
-// in the registry of the test's machine (nothing returned).
-std::vector<std::string> nineXFamilyFor(const std::string& program);
 
 // The directory of the running test program.
 std::filesystem::path programDirectory();

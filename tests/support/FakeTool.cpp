@@ -35,20 +35,17 @@ std::filesystem::path ownPath() {
 #endif
 }
 
-void logArguments(const std::filesystem::path& self, int argc, char** argv, int from) {
-    std::filesystem::path log = self;
-    std::ofstream out(log.replace_extension(".log"), std::ios::binary | std::ios::trunc);
+void logArguments(std::filesystem::path self, int argc, char** argv, int from) {
+    std::ofstream out(self.replace_extension(".log"), std::ios::binary | std::ios::trunc);
     for (int i = from; i < argc; ++i)
         out << '[' << argv[i] << "]\n";
 }
 
 // Runs a bash command string with the host's own interpreter.
 int runMapped(std::string command) {
-#ifdef _WIN32
-    const std::string drive = "C:";
-#else
-    const std::string drive = std::string(std::getenv("KLX_PREFIX")) + "/drive_c";
-#endif
+    const std::string drive = std::filesystem::path::preferred_separator == '\\'
+                                  ? "C:"
+                                  : std::string(std::getenv("KLX_PREFIX")) + "/drive_c";
     for (const char* cygdrive : {"/cygdrive/c", "/cygdrive/C"})
         for (std::string::size_type at; (at = command.find(cygdrive)) != std::string::npos;)
             command.replace(at, 11, drive);

@@ -10,10 +10,8 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
     // Files, not pipes: the child never blocks on a full pipe while the test
     // waits for it.
     const std::filesystem::path out = freshDir("run") / "out", err = out.parent_path() / "err";
-    ToolResult result;
-    result.exitCode = runToFiles(program, arguments, environment, workingDirectory, out, err);
-    result.out = readBytes(out);
-    result.err = readBytes(err);
+    ToolResult result{runToFiles(program, arguments, environment, workingDirectory, out, err),
+                      readBytes(out), readBytes(err)};
 #ifdef _WIN32
     // Text as a POSIX shell would read it: the programs write their lines in
     // text mode, each ended by "\r\n".
