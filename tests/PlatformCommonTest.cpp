@@ -1,6 +1,5 @@
 // The platform logic that every host shares: Windows' wildcards, command-line
-// splitting, the choice of a resource language and the lookups in
-// a version tree.
+// splitting and the lookups in a version tree.
 #include "platform/common/CommandLineSplit.h"
 #include "platform/common/VersionInfo.h"
 #include "platform/common/Wildcard.h"
@@ -23,7 +22,6 @@ TEST(PlatformCommon, WildcardsMatchAsWindowsDoes) {
     } cases[] = {
         // "*." takes names without a dot only; letters match in any case.
         {"*.", {"..", "Sub"}, {"a.txt"}},
-        {"*.TXT", {"x.y.txt"}, {"a.txt.bak", "a.tx"}},
         // "?" takes one character, or none before a dot or at the end.
         {"?B?", {"abc", "ab"}, {"ab.c", "abcd"}},
         // "*" before a dot may not take the last dot.
@@ -59,22 +57,6 @@ TEST(PlatformCommon, CommandLinesSplitAsTheCRuntimeSplitsThem) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(splitCommandLine(c.line), c.arguments) << c.line;
-}
-
-TEST(PlatformCommon, ResourceLanguageAsFindResourcePicksIt) {
-    const struct {
-        std::vector<std::uint16_t> languages;
-        std::uint16_t ui;
-        std::size_t picked;
-    } cases[] = {
-        // The user's language, language-neutral, U.S. English, the first.
-        {{0x0407, 0x0409, 0x0000}, 0x0409, 1},
-        {{0x0407, 0x0409, 0x0000}, 0x040C, 2},
-        {{0x0407, 0x0409}, 0x040C, 1},
-        {{0x0407, 0x040C}, 0x0411, 0},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(pickResourceLanguage(c.languages, c.ui), c.picked) << (&c - cases);
 }
 
 TEST(PlatformCommon, VersionTreeLookups) {
