@@ -119,7 +119,7 @@ TEST(PosixHost, FormsAndNamesWithoutRegardToCase) {
     const std::pair<std::string, std::string> cases[] = {
         {"c:/dir//file", d + "/dir/file"},
         {"C:", d},
-        {"C:file", d + "/file"},
+        {"C:DATA", d + "/data"},
         {"\\cygdrive\\D\\x", drive('d') + "/x"},
         {"/cygdrive/cd/x", "/cygdrive/cd/x"},
         // Existing names in any case; names that match nothing keep the

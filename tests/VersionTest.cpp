@@ -173,6 +173,7 @@ TEST_F(Version, LibraryScriptAndHighestVersionDirectories) {
     const std::pair<std::vector<const char*>, const char*> cases[] = {
         {{"3.12", "3.12.05", "4.00"}, "4.00"},
         {{"3.12", "3.12.05"}, "3.12"},
+        {{"9.99", "10.00"}, "9.99"},
         {{"tcpip_v40.1beta"}, "c40.1bea"},
         {{"3.12", "3_12"}, "3.12"},
         {{}, ""}};
