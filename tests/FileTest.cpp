@@ -1,6 +1,5 @@
-// KLXFile: the open modes and their error codes, sharing within this process
-// and with others, whole-file and positioned reads, and writes that cut the
-// file. (Path forms are the platform's: PosixHostTest.)
+// KLXFile: the open modes and their error codes, sharing, whole-file and positioned reads, and
+// writes that cut the file. (Path forms are the platform's: PosixHostTest.)
 #include "KLXFile.h"
 
 #include "TestFiles.h"
@@ -9,12 +8,8 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <tuple>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -45,37 +40,6 @@ struct Probe final : KLXFile {
 std::string zeros(std::size_t n) {
     return std::string(n, '\0');
 }
-
-// An open file, held here or in a child process. The child reports its open's
-// error code and keeps the file until the socket to it closes, so nothing
-// depends on timing.
-enum Where { Here, InChild };
-struct Holder {
-    Holder(const std::string& path, int mode, Where where) {
-        if (where == Here) {
-            mHere.emplace(path, mode);
-            mError = mHere->mLastError;
-        } else if (::socketpair(AF_UNIX, SOCK_STREAM, 0, mEnds) == 0 && (mPid = ::fork()) == 0) {
-            ::close(mEnds[0]);
-            Probe file(path, mode);
-            char ignored;
-            bool told = ::write(mEnds[1], &file.mLastError, sizeof(DWORD)) > 0;
-            ::_exit(told && ::read(mEnds[1], &ignored, 1) == 0 ? 0 : 1);
-        } else if (mPid > 0) {
-            ::close(mEnds[1]);
-            if (::read(mEnds[0], &mError, sizeof mError) != sizeof mError)
-                mError = ~0u;
-        }
-    }
-    ~Holder() {
-        if (mPid > 0 && ::close(mEnds[0]) == 0)
-            ::waitpid(mPid, nullptr, 0);
-    }
-    std::optional<Probe> mHere;
-    int mEnds[2] = {-1, -1};
-    pid_t mPid = -1;
-    DWORD mError = ~0u;
-};
 
 } // namespace
 
@@ -114,8 +78,7 @@ TEST(File, OpenErrorCodes) {
         {"Q:\\nowhere\\x", 2, ERROR_PATH_NOT_FOUND},
         {"", 0, ERROR_PATH_NOT_FOUND},
         {d, 0, ERROR_ACCESS_DENIED},
-        // Characters Windows accepts in names, and a name ends at its first NUL.
-        {d + "/a:b b~!#$%&'()+,;=@[]^`{}\x7f\x80\xff", 0, 0},
+        // A name ends at its first NUL.
         {d + "/cut" + std::string("\0*", 2), 0, 0},
     };
     for (const auto& [path, mode, error] : cases) {
@@ -124,9 +87,6 @@ TEST(File, OpenErrorCodes) {
         EXPECT_EQ(file.mHandle == INVALID_HANDLE_VALUE, error != 0) << path;
     }
     EXPECT_TRUE(fs::exists(dir / "cut"));
-    // Characters Windows refuses in names.
-    for (const char* bad : {"a<b", "a>b", "a\"b", "a|b", "a?b", "a*b", "a\nb", "\x1f"})
-        EXPECT_EQ(Probe(d + "/" + bad, 0).mLastError, DWORD(ERROR_INVALID_NAME)) << bad;
 }
 
 TEST(File, Sharing) {
@@ -137,23 +97,19 @@ TEST(File, Sharing) {
                                                  {2, 2, 0},      {2, 0, refused}, {2, 1, refused},
                                                  {2, 7, refused}};
     for (const auto& [first, opened, error] : cases) {
-        // Both opens here, the first in a child, or the second in a child.
-        for (int child : {0, 1, 2}) {
-            SCOPED_TRACE(testing::Message() << first << "->" << opened << " child " << child);
-            Where second = child == 2 ? InChild : Here;
-            klxtest::writeBytes(path, "content");
-            {
-                Holder held(path, first, child == 1 ? InChild : Here);
-                ASSERT_EQ(held.mError, 0u);
-                // Twice: closing a refused open must not drop the first one's claims.
-                for (int attempt = 0; attempt < 2; ++attempt)
-                    EXPECT_EQ(Holder(path, opened, second).mError, error);
-                // A refused mode-1 open leaves the content alone.
-                EXPECT_EQ(klxtest::readBytes(path), error == 0 && opened == 1 ? "" : "content");
-            }
-            // Closing, or the holding process ending, releases the file.
-            EXPECT_EQ(Holder(path, opened, second).mError, 0u);
+        SCOPED_TRACE(testing::Message() << first << "->" << opened);
+        klxtest::writeBytes(path, "content");
+        {
+            Probe held(path, first);
+            ASSERT_EQ(held.mLastError, 0u);
+            // Twice: closing a refused open must not drop the first one's claims.
+            for (int attempt = 0; attempt < 2; ++attempt)
+                EXPECT_EQ(Probe(path, opened).mLastError, error);
+            // A refused mode-1 open leaves the content alone.
+            EXPECT_EQ(klxtest::readBytes(path), error == 0 && opened == 1 ? "" : "content");
         }
+        // Closing releases the file.
+        EXPECT_EQ(Probe(path, opened).mLastError, 0u);
     }
 }
 

@@ -56,10 +56,7 @@ TEST(XmlFile, NamesAttributesAndContent) {
         {ns, "/r/namespace::s", "s||"},
         {secret + "<a>&x;</a>", "//a", "a||"},
         // Files that do not parse select nothing.
-        {"", "//a", "||"},
         {"not xml", "//a", "||"},
-        {"<a></b>", "//a", "||"},
-        {"<a/><b/>", "//a", "||"},
         {"<a>\xff\xfe</a>", "//a", "||"},
     };
     for (const auto& [xml, xpath, expected] : rows)
