@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -105,6 +108,12 @@ TEST(File, Sharing) {
             // Twice: closing a refused open must not drop the first one's claims.
             for (int attempt = 0; attempt < 2; ++attempt)
                 EXPECT_EQ(Probe(path, opened).mLastError, error);
+            // Another process is answered the same.
+            const pid_t child = fork();
+            if (child == 0)
+                _exit(Probe(path, opened).mLastError == error ? 0 : 1);
+            int status = -1;
+            EXPECT_TRUE(waitpid(child, &status, 0) == child && status == 0);
             // A refused mode-1 open leaves the content alone.
             EXPECT_EQ(klxtest::readBytes(path), error == 0 && opened == 1 ? "" : "content");
         }
