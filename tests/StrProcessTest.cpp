@@ -158,6 +158,7 @@ TEST(StrProcess, RemovesListItemsAndReplacesText) {
             // However many replacements it takes: one swap a step sorts the text.
             {false, std::string(200, 'a') + std::string(200, 'b'), "ab", "ba", 0, true,
              std::string(200, 'b') + std::string(200, 'a')},
+            {false, "aaab", "ab", "bba", 0, true, std::string(8, 'b') + "aaa"}, // 7 steps
         };
     for (auto [remove, text, pattern, arg, start, changed, expected] : edits) {
         std::string unused = "#"; // a replace ignores the separator

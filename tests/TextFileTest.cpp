@@ -78,6 +78,7 @@ TEST(TextFile, SplitsAtEveryBreakStyleAndWritesInPiecesAsOneBuffer) {
         "",
         "a\r\nb\nc\rd\r\r\ne", // "\r\r\n": a Mac break, then a Windows one
         std::string("a\nb\0c\nd", 7),
+        std::string("\0b\n", 3),               // no text at all
         std::string(piece - 1, 'a') + "\r\nb", // "\r" ends a piece, "\n" begins the next
         std::string(piece - 1, 'a') + "\r",    // a final Mac break at a piece's end
         std::string(3 * piece + 17, 'x'),      // one line longer than a piece
@@ -96,7 +97,7 @@ TEST(TextFile, SplitsAtEveryBreakStyleAndWritesInPiecesAsOneBuffer) {
                 expected.erase(at, 1);
             else
                 expected[at++] = '\n';
-        EXPECT_EQ(klxtest::readBytes(path), (content.empty() ? "" : expected + "\n") + longLine)
+        EXPECT_EQ(klxtest::readBytes(path), (expected.empty() ? "" : expected + "\n") + longLine)
             << "content of " << content.size() << " bytes";
     }
 }
