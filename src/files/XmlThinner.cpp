@@ -382,7 +382,8 @@ bool mayHideKeepAttributes(std::string_view declaration, std::string_view keep) 
 
 } // namespace
 
-XmlThinner::XmlThinner(FileBytes& source, const std::string& keep) : mSource(source), mKeep(keep) {}
+XmlThinner::XmlThinner(FileBytes& source, const std::string& keep)
+    : mSource(source), mKeep(keep), mPrefixedKeep(":" + keep) {}
 
 int XmlThinner::readCallback(void* context, char* buffer, int size) {
     return static_cast<XmlThinner*>(context)->read(buffer, size);
@@ -609,7 +610,7 @@ bool XmlThinner::startTag() {
     const std::string_view tag = in.substr(0, end + 1);
     const bool scoped = in[end] == '>' && in[end - 1] != '/';
     const bool renaming =
-        !mDroppedCount.empty() && in[end] == '>' && tag.find(":" + mKeep) != kNotFound;
+        !mDroppedCount.empty() && in[end] == '>' && tag.find(mPrefixedKeep) != kNotFound;
     // A tag too long to thin keeps its length, which may decide the parse.
     const bool thinning = values > kFew && end <= kMaxConstruct;
     if (in[end] == '<' || (!thinning && !renaming)) {

@@ -72,6 +72,7 @@ private:
 
     FileBytes& mSource;
     std::string mKeep;
+    std::string mPrefixedKeep; // ":" + mKeep, looked for in tags
     State mState = State::Start;
     std::string mIn;        // source bytes not yet decided
     std::size_t mAt = 0;    // first undecided byte of mIn
