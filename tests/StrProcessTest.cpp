@@ -187,14 +187,20 @@ TEST(StrProcess, RemovesListItemsAndReplacesText) {
     // Rewrites that would take for ever end all the same: "ab" -> "bba"
     // doubles the b's for every a, and a pattern that begins with a NUL
     // matches at every NUL when case is ignored, so that a replacement which
-    // plants NULs counts through exponentially many texts of one length.
+    // plants NULs would count in binary: it is made once per match instead.
     std::string text = std::string(40, 'a') + "b", pattern = "ab", none, replacement = "bba";
     EXPECT_TRUE(KLXStrProcess::replaceTemplate(text, pattern, none, replacement, 0));
-    text = std::string(60, '\0') + "..";
     pattern.assign("\0\0\x06", 3);
     replacement.assign("\x11\0\0", 3);
-    EXPECT_TRUE(
-        Probe::processTemplate(text, pattern, none, replacement, 0, false, KLX_TEMPLATE_BACKWARD));
+    std::string once(2, '\0');
+    for (int i = 0; i < 20; ++i)
+        once += replacement;
+    for (int wholeWord : {0, KLX_TEMPLATE_WHOLE_WORD}) {
+        text = std::string(60, '\0') + "..";
+        EXPECT_TRUE(Probe::processTemplate(text, pattern, none, replacement, 0, false,
+                                           KLX_TEMPLATE_BACKWARD | wholeWord));
+        EXPECT_EQ(text, once);
+    }
 }
 
 } // namespace

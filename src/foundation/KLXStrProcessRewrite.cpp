@@ -5,18 +5,18 @@
 // step), so a step searches only where the last replacement can have made or
 // unmade a match instead of from the start. Some rewrites never end, and the
 // operation must end all the same:
-// - a replacement that holds the pattern is found again after every step: it
-//   is made once per occurrence, in one pass;
-// - a rewrite that does not lengthen the text comes back to a text that it
-//   produced before (there are finitely many texts of a length), or ends: it
-//   stops at the first text that comes back;
+// - a replacement that holds a match of its own is found again after every
+//   step: it is made once per occurrence, in one pass. Ignoring case, the
+//   comparison stops at a NUL that both sides hold, so a pattern with a NUL
+//   matches wherever its bytes up to that NUL lie; a replacement that holds
+//   those bytes plants a match at every step, and such rewrites can count in
+//   binary through exponentially many texts;
+// - any other rewrite that does not lengthen the text comes back to a text
+//   that it produced before (there are finitely many texts of a length), or
+//   ends: it stops at the first text that comes back;
 // - a rewrite that lengthens the text ("ab" -> "bba" doubles the b's for
 //   every a) stops once the text is four times longer than replacing every
-//   occurrence once would make it;
-// - as a last guard, a rewrite that runs through more than 4 (n + 1)^2 texts
-//   of one length n stops: some do so for exponentially many steps before
-//   they end (a pattern that begins with a NUL matches at every NUL when case
-//   is ignored, and a replacement that plants NULs can count in binary).
+//   occurrence once would make it.
 #include "KLXStrProcess.h"
 
 #include "TemplateSearch.h"
@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -226,13 +227,18 @@ private:
     bool mHashed = false;
 };
 
-// The last guard's number of texts of length n: 4 (n + 1)^2, saturated.
-std::size_t saturatingSquareBound(std::size_t n) {
-    const std::uint64_t k = static_cast<std::uint64_t>(n) + 1;
-    const std::uint64_t bound =
-        k > (std::uint64_t(1) << 30) ? std::numeric_limits<std::uint64_t>::max() : 4 * k * k;
-    return bound > std::numeric_limits<std::size_t>::max() ? std::numeric_limits<std::size_t>::max()
-                                                           : static_cast<std::size_t>(bound);
+// Whether the replacement holds a match that its own bytes decide, whatever
+// lies around it: the bytes that the comparison reads lie in it.
+bool holdsMatchOfItsOwn(const std::string& replacement, const std::string& pattern,
+                        const TemplateSearch& search) {
+    const std::size_t nul = search.exactCase ? std::string::npos : pattern.find('\0');
+    const std::size_t compared = nul == std::string::npos ? pattern.size() : nul + 1;
+    TemplateSearch inReplacement = search;
+    inReplacement.text = replacement;
+    inReplacement.pattern = std::string_view(pattern).substr(0, compared);
+    inReplacement.backward = false;
+    inReplacement.wholeWord = false;
+    return inReplacement.find() != kNoPos;
 }
 
 // Replaces every match in one pass, going on after each replacement: for a
@@ -285,8 +291,13 @@ bool KLXStrProcess::processTemplate(std::string& text, std::string& pattern, std
 
     // Without the whole-word test every occurrence is a candidate, so an
     // occurrence inside each replacement keeps the rewrite going for ever.
-    const TemplateSearch contained(replacement, pattern, searchFlags);
-    if (limit == 0 && !contained.wholeWord && contained.find() != kNoPos) {
+    // With it a literal occurrence can be refused by its neighbours, and the
+    // rewrite ends or repeats like any other; one that stops at a NUL still
+    // plants a match at every step.
+    const TemplateSearch search(copy, pattern, searchFlags);
+    const bool stopsAtNul = !search.exactCase && pattern.find('\0') != std::string::npos;
+    if (limit == 0 && (!search.wholeWord || stopsAtNul) &&
+        holdsMatchOfItsOwn(replacement, pattern, search)) {
         if (!replaceEachOnce(copy, pattern, separator, replacement, wholeItem, searchFlags))
             return false;
         text.replace(static_cast<std::size_t>(start), std::string::npos, copy);
@@ -331,7 +342,6 @@ bool KLXStrProcess::processTemplate(std::string& text, std::string& pattern, std
     // the text at the last power of two of steps; when they meet, the texts
     // repeat with period `period`.
     std::size_t power = 1, period = 1;
-    std::size_t lengthSteps = 0, lastLength = tortoise.text().size();
     bool repeats = false;
     for (;;) {
         if (rewrite.sameText(tortoise)) {
@@ -343,12 +353,7 @@ bool KLXStrProcess::processTemplate(std::string& text, std::string& pattern, std
             power *= 2;
             period = 0;
         }
-        const std::size_t length = rewrite.text().size();
-        if (length != lastLength) {
-            lastLength = length;
-            lengthSteps = 0;
-        }
-        if (length > maxLength || ++lengthSteps > saturatingSquareBound(length))
+        if (rewrite.text().size() > maxLength)
             break;
         if (!rewrite.step())
             break;
