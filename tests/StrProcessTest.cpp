@@ -159,6 +159,7 @@ TEST(StrProcess, RemovesListItemsAndReplacesText) {
             {false, std::string(200, 'a') + std::string(200, 'b'), "ab", "ba", 0, true,
              std::string(200, 'b') + std::string(200, 'a')},
             {false, "aaab", "ab", "bba", 0, true, std::string(8, 'b') + "aaa"}, // 7 steps
+            {false, "a;b", "A", "aa", 0, true, "aa;b"}, // holds the pattern: once per match
         };
     for (auto [remove, text, pattern, arg, start, changed, expected] : edits) {
         std::string unused = "#"; // a replace ignores the separator
@@ -178,6 +179,7 @@ TEST(StrProcess, RemovesListItemsAndReplacesText) {
              "a;b;b"},
             {"x;ab;y;ab", "B", ";", "", true, KLX_TEMPLATE_MAX_COUNT_UNIT, "x;y;ab"},
             {"aXa", "A", "", "-", false, KLX_TEMPLATE_CASE_SENSITIVE, "aXa"},
+            {"ab ab", "ab", "", "AB", false, KLX_TEMPLATE_WHOLE_WORD, "AB ab"}, // first repeat
             // Ignoring case a pattern that begins with a NUL matches at every
             // NUL, so a replacement that plants NULs would count in binary: it
             // is made once per match instead, with or without whole words.
