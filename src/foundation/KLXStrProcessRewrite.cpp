@@ -236,7 +236,6 @@ bool holdsMatchOfItsOwn(const std::string& replacement, const std::string& patte
     TemplateSearch inReplacement = search;
     inReplacement.text = replacement;
     inReplacement.pattern = std::string_view(pattern).substr(0, compared);
-    inReplacement.backward = false;
     inReplacement.wholeWord = false;
     return inReplacement.find() != kNoPos;
 }
