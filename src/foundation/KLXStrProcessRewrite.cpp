@@ -228,14 +228,13 @@ private:
 };
 
 // Whether the replacement holds a match that its own bytes decide, whatever
-// lies around it: the bytes that the comparison reads lie in it.
-bool holdsMatchOfItsOwn(const std::string& replacement, const std::string& pattern,
+// lies around it: `compared`, the part of the pattern that the comparison
+// reads, lies in it.
+bool holdsMatchOfItsOwn(const std::string& replacement, std::string_view compared,
                         const TemplateSearch& search) {
-    const std::size_t nul = search.exactCase ? std::string::npos : pattern.find('\0');
-    const std::size_t compared = nul == std::string::npos ? pattern.size() : nul + 1;
     TemplateSearch inReplacement = search;
     inReplacement.text = replacement;
-    inReplacement.pattern = std::string_view(pattern).substr(0, compared);
+    inReplacement.pattern = compared;
     inReplacement.wholeWord = false;
     return inReplacement.find() != kNoPos;
 }
@@ -294,9 +293,12 @@ bool KLXStrProcess::processTemplate(std::string& text, std::string& pattern, std
     // rewrite ends or repeats like any other; one that stops at a NUL still
     // plants a match at every step.
     const TemplateSearch search(copy, pattern, searchFlags);
-    const bool stopsAtNul = !search.exactCase && pattern.find('\0') != std::string::npos;
+    const std::size_t nul = search.exactCase ? std::string::npos : pattern.find('\0');
+    const bool stopsAtNul = nul != std::string::npos;
+    const std::string_view compared =
+        std::string_view(pattern).substr(0, stopsAtNul ? nul + 1 : pattern.size());
     if (limit == 0 && (!search.wholeWord || stopsAtNul) &&
-        holdsMatchOfItsOwn(replacement, pattern, search)) {
+        holdsMatchOfItsOwn(replacement, compared, search)) {
         if (!replaceEachOnce(copy, pattern, separator, replacement, wholeItem, searchFlags))
             return false;
         text.replace(static_cast<std::size_t>(start), std::string::npos, copy);
