@@ -173,11 +173,10 @@ std::string_view boundPrefix(std::string_view tag, const Attribute& attribute) {
 // remembered while its element is open (`scoped`: the tag is not an empty
 // element).
 std::string XmlThinner::thinStartTag(std::string_view tag, bool scoped) {
-    const std::string raw(tag);
     std::size_t nameEnd = 0, tail = 0;
     std::vector<Attribute> attributes;
     if (!readAttributes(tag, nameEnd, tail, attributes) || attributes.size() <= kFew)
-        return raw;
+        return std::string(tag);
 
     std::unordered_set<std::string_view> names, keptPrefixes;
     names.reserve(attributes.size());
@@ -188,7 +187,7 @@ std::string XmlThinner::thinStartTag(std::string_view tag, bool scoped) {
             continue;
         // libxml2 lets some repeated namespace declarations pass.
         if (startsWith(name, 0, "xmlns"))
-            return raw;
+            return std::string(tag);
         // A repeated attribute is fatal: a tag that holds it twice fails the
         // parse as the whole tag would.
         const std::string_view text = tag.substr(attribute.begin, attribute.end - attribute.begin);
@@ -618,8 +617,12 @@ bool XmlThinner::startTag() {
         // tells where it fails.
         emit(in[end] == '<' ? end : end + 1);
     } else {
-        const std::string named = renaming ? bindKeepPrefixes(tag) : std::string(tag);
-        mOut.append(thinning ? thinStartTag(named, scoped) : named);
+        if (!renaming) {
+            mOut.append(thinStartTag(tag, scoped));
+        } else {
+            const std::string named = bindKeepPrefixes(tag);
+            mOut.append(thinning ? thinStartTag(named, scoped) : named);
+        }
         mAt += end + 1;
     }
     if (scoped)
